@@ -1,0 +1,6 @@
+/* main.cpp - program entry. */
+
+int main()
+{
+    return 0;
+}
