@@ -13,6 +13,7 @@
 #include "device/dev.h"
 #include "device/sgen/discovery.h"
 #include "device/sgen/operations.h"
+#include "device/storelib/controller.h"
 #include "device/storelib/discovery.h"
 #include "revision.h"
 #include "targets/listings.h"
