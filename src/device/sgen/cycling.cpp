@@ -1,5 +1,6 @@
 /* cycling.cpp - full-stroke head movement between the first and the last block. */
 #include "base/settings.h"
+#include "base/signals.h"
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
 #include "device/sgen/operations.h"
@@ -64,7 +65,7 @@ static void cycle_SCSI(Dev *dev, uint32_t count)
 
     if (verbose) fprintf(stderr, "Initial Load");
     scsi_cmd_in(dev, far_end, far_len, block.get(), dev->blklen);
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
         if (verbose) fprintf(stderr, "Unload");
         scsi_cmd_in(dev, first_end, first_len, block.get(), dev->blklen);
         if (verbose) fprintf(stderr, " Load");
@@ -82,6 +83,7 @@ void do_unload_load(Dev *dev, uint32_t count)
         cycle_ATA(dev, count);
         return;
     }
+    const hold_signals hold; /* a request to end the program shortens the cycling but leaves no cache off */
     const uint32_t old_rcd = set_RCD(dev, 1); /* the reads must reach the medium, not the cache */
     cycle_SCSI(dev, count);
     set_RCD(dev, old_rcd);
