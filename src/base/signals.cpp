@@ -36,6 +36,7 @@ void hold_signals::ignore_in_child() const
 {
     for (const int s : held_signals)
         signal(s, SIG_IGN);
+    signal(SIGPIPE, SIG_DFL); /* ignored here, but a program expects it as usual */
     sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 

@@ -11,7 +11,6 @@
 namespace sgen
 {
 
-constexpr lba_t max_lba_28_bit = 0x0FFFFFFF;
 constexpr lba_t max_lba_read6 = 0x1FFFFF;
 constexpr lba_t max_lba_read10 = 0xFFFFFFFF;
 
@@ -26,7 +25,7 @@ static void cycle_ATA(Dev *dev, uint32_t count)
 {
     cdb_t first_end;
     cdb_t far_end;
-    const uint8_t far_command = dev->maxlba > max_lba_28_bit ? ATA_READ_VERIFY_EXT : ATA_READ_VERIFY;
+    const uint8_t far_command = dev->maxlba > ATA_MAX_LBA_28_BIT ? ATA_READ_VERIFY_EXT : ATA_READ_VERIFY;
     const size_t first_len = build_SAT_cdb(first_end, ATA_READ_VERIFY, 0, 1, 0);
     const size_t far_len = build_SAT_cdb(far_end, far_command, 0, 1, dev->maxlba);
 

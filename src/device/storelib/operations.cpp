@@ -12,8 +12,6 @@
 namespace storelib
 {
 
-constexpr uint64_t max_lba_28_bit = 0x0FFFFFFF;
-
 enum flashing_tool { storcli, MegaCli };
 static const char *const flashing_tools[] = {"storcli", "MegaCli", nullptr}; /* in order of preference */
 
@@ -40,7 +38,7 @@ static void cycle_SCSI(Dev *dev, uint32_t count)
 
 static void cycle_SATA(Dev *dev, uint32_t count)
 {
-    const uint8_t far_command = dev->maxlba <= max_lba_28_bit ? ATA_READ_VERIFY : ATA_READ_VERIFY_EXT;
+    const uint8_t far_command = dev->maxlba <= ATA_MAX_LBA_28_BIT ? ATA_READ_VERIFY : ATA_READ_VERIFY_EXT;
     for (uint32_t i = 0; i < count; ++i) {
         SATA_cmd_nodata(dev, ATA_READ_VERIFY, 0, 1, 0);
         SATA_cmd_nodata(dev, far_command, 0, 1, dev->maxlba);

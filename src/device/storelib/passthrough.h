@@ -3,6 +3,7 @@
  * drives. */
 #pragma once
 
+#include "device/ata.h"
 #include "device/dev.h"
 #include "device/storelib/abi.h"
 
@@ -11,14 +12,6 @@
 
 namespace storelib
 {
-
-/* ATA commands (ACS) that can be sent; others are refused. */
-constexpr uint8_t ATA_READ_VERIFY = 0x40;
-constexpr uint8_t ATA_READ_VERIFY_EXT = 0x42;
-constexpr uint8_t ATA_SMART = 0xB0;
-constexpr uint8_t ATA_IDENTIFY_DEVICE = 0xEC;
-constexpr uint16_t ATA_SMART_READ_DATA = 0xD0;
-constexpr uint64_t ATA_SMART_SIGNATURE = 0xC24F00;
 
 /* Sends a request through the drive's library, its address filled in. Returns the library's status. */
 uint32_t call_library(const Dev *dev, _SL_LIB_CMD_PARAM_T *request);
