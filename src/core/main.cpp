@@ -1,6 +1,209 @@
-/* main.cpp - program entry. */
+/* main.cpp - the program's spine: one pass from the command line to the summary page. */
+#include "base/files.h"
+#include "base/settings.h"
+#include "base/status.h"
+#include "catalogue/map.h"
+#include "catalogue/match.h"
+#include "catalogue/vendor.h"
+#include "core/config.h"
+#include "core/environment.h"
+#include "core/keyboard.h"
+#include "core/options.h"
+#include "device/dev.h"
+#include "device/sgen/discovery.h"
+#include "device/sgen/operations.h"
+#include "device/storelib/discovery.h"
+#include "revision.h"
+#include "targets/listings.h"
+#include "targets/marks.h"
+#include "targets/targets.h"
+#include "ui/dialogs.h"
+#include "workflows/download.h"
+#include "workflows/smart.h"
+#include "workflows/unload_load.h"
 
-int main()
+#include <cstdio>
+#include <cstdlib>
+#include <strings.h>
+#include <unistd.h>
+
+constexpr int exit_startup = 1;
+constexpr int exit_usage = 255;
+
+constexpr char MapName[] = "Map.txt";
+constexpr char ULLName[] = "ULL";
+constexpr char SMART187Name[] = "SMART187";
+constexpr char Logname[] = "Vandrel.log";
+constexpr char VendorMapName[] = "vendor.csv";
+constexpr char verbose_variable[] = "Vandrel_VERBOSE";
+constexpr char verbose_flag_file[] = "/tmp/Vandrel_VERBOSE";
+constexpr uint8_t reported_uncorrectable_errors = 187; /* the S.M.A.R.T. attribute that is checked */
+
+namespace
 {
+struct run_paths {
+    std::string ullname;
+    std::string SMART187name;
+    std::string versionname;
+    std::string vendormapname;
+};
+} // namespace
+
+/* Config.txt: what it says overrides the command line, except that it can't switch diagnostics off. */
+static std::optional<config_pairs> apply_config(run_options *opts)
+{
+    std::optional<config_pairs> config = load_config_file(opts->reldir, "Config.txt");
+    const char *setting = lookup_config(config, "verbose");
+    if (setting && strcasecmp(setting, "yes") == 0) verbose |= 1;
+    if (verbose && config) {
+        fprintf(stderr, "Config.txt:\n");
+        for (const config_pair &pair : *config)
+            fprintf(stderr, "    %s = \"%s\"\n", pair.name.c_str(), pair.value.c_str());
+    }
+    if (const char *targets = lookup_config(config, "targets")) opts->targets = targets;
+    return config;
+}
+
+static run_paths derive_paths(const run_options &opts)
+{
+    Log_path = build_pathname(opts.reldir, opts.targets ? "/tmp" : DataDir, Logname);
+    FW_help_path = build_pathname(opts.reldir, ".", "Vandrel.help");
+    SMART187_help_path = build_pathname(opts.reldir, ".", "SMART187.help");
+    return {
+        .ullname = build_pathname(opts.reldir, DataDir, ULLName),
+        .SMART187name = build_pathname(opts.reldir, DataDir, SMART187Name),
+        .versionname = build_pathname(opts.reldir, ".", "VERSION"),
+        .vendormapname = build_pathname(opts.reldir, DataDir, VendorMapName),
+    };
+}
+
+/* Makes the programs, libraries and files of the tree below -R's directory the ones that are found first.
+ * Returns 1, or 0 with a message. */
+static int move_into_tree(const char *pname, const run_paths &paths, run_options *opts)
+{
+    if (!extend_PATH(pname, *opts->reldir)) return 0;
+    if (!opts->M_opt || !opts->mapname.starts_with('/'))
+        opts->mapname = prepend(*opts->reldir, opts->mapname);
+    if (!extend_LD_LIBRARY_PATH(pname, *opts->reldir)) return 0;
+    if (!verbose) return 1;
+    show_new_variable(pname, "PATH");
+    show_new_variable(pname, "LD_LIBRARY_PATH");
+    fprintf(stderr, "new mapname=\"%s\"\n", opts->mapname.c_str());
+    fprintf(stderr, "new versionname=\"%s\"\n", paths.versionname.c_str());
+    fprintf(stderr, "new Log_path=\"%s\"\n", Log_path.c_str());
+    fprintf(stderr, "new FW_help_path=\"%s\"\n", FW_help_path.c_str());
+    fprintf(stderr, "new SMART187_help_path=\"%s\"\n", SMART187_help_path.c_str());
+    return 1;
+}
+
+static void choose_keyboard(const std::optional<config_pairs> &config, const run_options &opts)
+{
+    const char *keymap = lookup_config(config, "keymap");
+    if (keymap && is_readable(keymap))
+        load_keymap(keymap);
+    else if (!opts.targets && !opts.list_only)
+        select_keyboard(opts.reldir);
+}
+
+static void list_drives(GList *devlist, GList *fw_map)
+{
+    unsigned selected = 0;
+    g_list_foreach(devlist, find_image, fw_map);
+    g_list_foreach(devlist, count_selected, &selected);
+    g_list_foreach(devlist, list_one_device, nullptr);
+    g_list_foreach(devlist, reset_device_node, nullptr);
+}
+
+/* The maintenance tasks in their fixed order. Returns their summary lines. */
+static GList *run_workflows(GList *devlist, GList *fw_map, const run_options &opts, const run_paths &paths)
+{
+    GList *status_list = nullptr;
+    status_list =
+        g_list_append(status_list, do_unload_load_cycles(devlist, paths.ullname.c_str(), opts.reldir));
+    status_list =
+        g_list_append(status_list, do_download_firmware(devlist, fw_map, opts.reldir, opts.targets));
+    if (opts.targets) {
+        g_list_foreach(devlist, reload_fw_version, nullptr);
+        g_list_foreach(devlist, list_one_download_status, nullptr);
+    } else {
+        status_list = g_list_append(status_list, do_SMART_check(devlist, paths.SMART187name.c_str(),
+                                                                opts.reldir, reported_uncorrectable_errors));
+    }
+    return status_list;
+}
+
+/* Brings up the drives and the map, runs one mode and releases everything. Returns the operator's answer to
+ * the power-off question, 0 where nobody was asked. */
+static int run_mode(const run_options &opts, const run_paths &paths)
+{
+    vendormap = load_vendormap(paths.vendormapname.c_str());
+    sgen::init_sgen(opts.reldir);
+    storelib::init_storelib(opts.reldir);
+    GList *devlist = sgen::scan_devices_sgen(nullptr);
+    devlist = storelib::scan_devices_storelib(devlist);
+
+    int map_errors = 0; /* reported line by line; bad lines don't stop a run */
+    GList *fw_map =
+        loadMap(opts.mapname.c_str(), &map_errors, opts.reldir, opts.nocheck ? nullptr : is_readable);
+
+    GList *status_list = nullptr;
+    if (opts.list_only)
+        list_drives(devlist, fw_map);
+    else
+        status_list = run_workflows(devlist, fw_map, opts, paths);
+
+    g_list_free_full(fw_map, free_one_map);
+    g_list_free_full(devlist, free_one_dev);
+    sgen::exit_sgen();
+    storelib::exit_storelib();
+    g_list_free_full(vendormap, free_one_vendor);
+    vendormap = nullptr;
+
+    const int answer = !opts.targets && !opts.list_only ? status_screen(status_list) : 0;
+    g_list_free_full(status_list, free_one_status);
+    return answer;
+}
+
+static void show_versions(int count)
+{
+    fprintf(stderr, "Vandrel V%s\n", version.c_str());
+    if (count >= 2) fprintf(stderr, "%s\n", source_revision);
+}
+
+int main(int argc, char *argv[])
+{
+    if (!prepare_process()) return exit_startup;
+    const char *pname = argc > 0 ? argv[0] : "vandrel";
+
+    run_options opts = {};
+    opts.mapname = std::string(DataDir) + "/" + MapName;
+    verbose = getenv(verbose_variable) ? 1 : 0;
+    if (access(verbose_flag_file, F_OK) == 0) verbose |= 1;
+
+    if (parse_options(argc, argv, &opts) == parse_help_shown) return 0;
+    if (!valid_targets(opts.targets ? opts.targets->c_str() : nullptr)) ++opts.errors;
+    if (opts.errors) return exit_usage;
+
+    const std::optional<config_pairs> config = apply_config(&opts);
+    const run_paths paths = derive_paths(opts);
+    if (opts.reldir && !move_into_tree(pname, paths, &opts)) return exit_startup;
+    if (opts.list_only && opts.targets) {
+        fprintf(stderr, "%s: -l/--list and -T/--targets are mutually exclusive\n", pname);
+        return exit_usage;
+    }
+
+    version = read_version(paths.versionname.c_str());
+    if (opts.show_version) {
+        show_versions(opts.show_version);
+        return 0;
+    }
+    if (!verbose)
+        redirect_diagnostics(
+            format_text(path_size, "%s/Data/Vandrel.stderr", opts.reldir ? opts.reldir->c_str() : "")
+                .c_str());
+    choose_keyboard(config, opts);
+
+    const int answer = run_mode(opts, paths);
+    if (!opts.reldir && answer) execlp("init", "init", "0", nullptr);
     return 0;
 }

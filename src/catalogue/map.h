@@ -1,0 +1,37 @@
+/* map.h - the firmware map and the drive lists, one grammar for all: which drives, recognised by model and
+ * running revision, get which revision from which image. */
+#pragma once
+
+#include "base/handles.h"
+#include "base/text.h"
+#include "list/list.h"
+
+#include <string>
+
+constexpr char DataDir[] = "/Data"; /* below the root directory: map, lists, images, logs */
+
+/* One accepted line. Patterns are POSIX extended, case-sensitive and match anywhere unless the file anchors
+ * them. */
+struct Map {
+    regex_ptr model_pattern;
+    std::string model_pattern_s; /* field 1, translated */
+    regex_ptr prev_rev;
+    std::string prev_rev_s; /* field 2, translated */
+    std::string new_rev_s;  /* field 3, as it stands */
+    std::string pathname;   /* image path built from field 4; drives point to it */
+};
+
+/* Reads the map file `pathname`. Returns the list of its entries in file order, null when there are none or
+ * the file can't be opened. Adds 1 to *numerrorsp, after a message with the line number, for each rejected
+ * line and for a file that can't be opened. Image names are taken below <reldir>/Data; where `check` is
+ * given, a path for which it returns 0 (errno set) rejects its line. The caller owns the list:
+ * g_list_free_full(list, free_one_map). */
+GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*check)(const char *path));
+
+/* Translates Perl's escapes in the pattern from `start` to its last character `end` (inclusive) to POSIX
+ * ones: class escapes become bracket expressions, "\\" a backslash, any other escaped character that
+ * character alone; so "\." is any character, and "\\." a dot. A lone backslash at the end stays. */
+std::string perl2regex(const char *start, const char *end);
+
+/* Releases one entry. */
+void free_one_map(gpointer data);

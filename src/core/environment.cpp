@@ -1,0 +1,109 @@
+#include "core/environment.h"
+
+#include "base/files.h"
+#include "base/settings.h"
+#include "base/text.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <fcntl.h>
+#include <span>
+#include <unistd.h>
+
+constexpr size_t version_size = 80;
+
+static const char *const bindirs[] = {"/sbin",     "/usr/sbin",      "/usr/local/sbin",
+                                      "/root/bin", "/usr/local/bin", "/usr/bin"};
+static const char *const libdirs[] = {"/lib", "/usr/lib", "/usr/local/lib"};
+
+static int open_standard_streams()
+{
+    int fd;
+    do
+        fd = open("/dev/null", O_RDWR);
+    while (fd != -1 && fd <= STDERR_FILENO);
+    if (fd == -1) return 0;
+    close(fd);
+    return 1;
+}
+
+int prepare_process()
+{
+    if (!open_standard_streams()) {
+        perror("/dev/null");
+        return 0;
+    }
+    signal(SIGCHLD, SIG_DFL); /* ignored, it would hide how a flashing tool ended */
+    if (setenv("HOME", "/", 0) == -1) {
+        perror("HOME");
+        return 0;
+    }
+    if (chdir("/") == -1) {
+        perror("/");
+        return 0;
+    }
+    return 1;
+}
+
+/* Sets the variable to reldir's directories followed by its old value. */
+static int extend_search_path(const char *pname, const char *name, std::span<const char *const> dirs,
+                              const std::string &reldir)
+{
+    std::string value;
+    for (const char *dir : dirs) {
+        if (!value.empty()) value += ":";
+        value += reldir + dir;
+    }
+    if (const char *old = getenv(name)) {
+        if (verbose) fprintf(stderr, "%s: old %s=\"%s\"\n", pname, name, old);
+        value += std::string(":") + old;
+    }
+    const std::string cut = format_text(search_path_size, "%s", value.c_str());
+    if (setenv(name, cut.c_str(), 1) == 0) return 1;
+    fprintf(stderr, "setenv(\"%s\", ...): not enough space\n", name);
+    return 0;
+}
+
+int extend_PATH(const char *pname, const std::string &reldir)
+{
+    return extend_search_path(pname, "PATH", bindirs, reldir);
+}
+
+int extend_LD_LIBRARY_PATH(const char *pname, const std::string &reldir)
+{
+    return extend_search_path(pname, "LD_LIBRARY_PATH", libdirs, reldir);
+}
+
+void show_new_variable(const char *pname, const char *name)
+{
+    const char *value = getenv(name);
+    if (value)
+        fprintf(stderr, "%s: new %s=\"%s\"\n", pname, name, value);
+    else
+        fprintf(stderr, "%s: cannot fetch new %s\n", pname, name);
+}
+
+void redirect_diagnostics(const char *path)
+{
+    unlink(path);
+    /* Not freopen: on failure it would close the stream, and the next file opened would receive what is meant
+     * for the operator. */
+    const unique_fd fd(open_for_append(path));
+    if (fd.get() == -1)
+        perror(path);
+    else
+        dup2(fd.get(), STDERR_FILENO);
+    setvbuf(stderr, nullptr, _IOLBF, 0);
+}
+
+std::string read_version(const char *path)
+{
+    const file_ptr f(fopen(path, "re"));
+    char line[version_size];
+    if (!f || !fgets(line, sizeof line, f.get())) return "?.?";
+    std::string result = line;
+    strip_trailing_space(result);
+    return result;
+}

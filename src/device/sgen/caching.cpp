@@ -1,0 +1,74 @@
+/* caching.cpp - the read-cache switch that head cycling needs. */
+#include "base/dump.h"
+#include "base/settings.h"
+#include "device/cdb.h"
+#include "device/sgen/operations.h"
+
+#include <cstdio>
+#include <vector>
+
+namespace sgen
+{
+
+constexpr uint32_t caching_page = 8;
+constexpr uint32_t current_values = 0;
+constexpr size_t mode_header_size =
+    4; /* MODE SENSE(6): data length, medium type, parameter, descriptor length */
+constexpr size_t descriptor_length_at = 3;
+constexpr size_t rcd_byte = 2; /* in the page */
+constexpr uint8_t rcd_bit = 0x01;
+constexpr uint8_t ps_bit = 0x80; /* "page is savable", reserved in MODE SELECT */
+
+static int mode_sense_caching(Dev *dev, std::vector<uint8_t> *data)
+{
+    cdb_t cdb;
+    const size_t cdblen =
+        build_CDB(cdb, MODE_SENSE_6, 0, data->size(), CDB_MODE_SENSE_DBD, 1, CDB_MODE_SENSE_PC,
+                  current_values, CDB_MODE_SENSE_PAGE_CODE, caching_page, CDB_OPTION_END);
+    return scsi_cmd_in(dev, cdb, cdblen, data->data(), data->size());
+}
+
+/* Reads header and page: first the header for its length, then as much. Empty, with a message, on refusal and
+ * when what came is too short to hold the RCD bit where the header says the page starts. */
+static std::vector<uint8_t> read_caching_page(Dev *dev)
+{
+    std::vector<uint8_t> data(mode_header_size);
+    if (mode_sense_caching(dev, &data)) {
+        data.assign(static_cast<size_t>(data[0]) + 1, 0);
+        if (mode_sense_caching(dev, &data)) {
+            dump("Caching mode page 8h (pre)", data.data(), data.size());
+            if (data.size() > descriptor_length_at &&
+                mode_header_size + data[descriptor_length_at] + rcd_byte < data.size())
+                return data;
+        }
+    }
+    fprintf(stderr, "Failed to MODE SENSE Caching mode page 8h\n");
+    return {};
+}
+
+uint32_t set_RCD(Dev *dev, uint32_t rcd)
+{
+    rcd %= 2;
+    std::vector<uint8_t> data = read_caching_page(dev);
+    if (data.empty()) return 0;
+
+    uint8_t *page = data.data() + mode_header_size + data[descriptor_length_at];
+    const uint32_t old = page[rcd_byte] & rcd_bit;
+    if (verbose) fprintf(stderr, "OLD RCD=%u, new rcd=%u\n", old, rcd);
+    if (old == rcd) return old;
+
+    page[0] = static_cast<uint8_t>(page[0] & ~ps_bit);
+    page[rcd_byte] = static_cast<uint8_t>((page[rcd_byte] & ~rcd_bit) | rcd);
+    dump("Caching mode page 8h (post)", data.data(), data.size());
+
+    cdb_t cdb;
+    const size_t cdblen =
+        build_CDB(cdb, MODE_SELECT_6, 0, data.size(), CDB_MODE_SELECT_SP, 0, CDB_OPTION_END);
+    if (!scsi_cmd_out(dev, cdb, cdblen, data.data(), data.size())) {
+        fprintf(stderr, "Failed to MODE SELECT Caching mode page 8h\n");
+        return 0;
+    }
+    return old;
+}
+
+} // namespace sgen

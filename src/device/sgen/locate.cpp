@@ -1,0 +1,49 @@
+/* locate.cpp - making a drive recognisable by its activity light. */
+#include "device/cdb.h"
+#include "device/sgen/ata_passthrough.h"
+#include "device/sgen/operations.h"
+
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+
+#include <sys/prctl.h>
+#include <unistd.h>
+
+namespace sgen
+{
+
+/* The child's life: one second idle, one second busy, until it is killed. */
+[[noreturn]] static void blink(Dev *dev)
+{
+    cdb_t cdb;
+    const size_t cdblen = dev->interface == interface_ata
+                              ? build_SAT_cdb(cdb, ATA_READ_VERIFY_EXT, 0, 1, 0)
+                              : build_CDB(cdb, TEST_UNIT_READY, 0, 0, CDB_OPTION_END);
+    for (;;)
+        if (time(nullptr) % 2 != 0) scsi_cmd_nodata(dev, cdb, cdblen);
+}
+
+void start_locate(Dev *dev)
+{
+    const pid_t parent = getpid();
+    dev->locate_pid = fork();
+    if (dev->locate_pid == -1) {
+        perror("fork");
+        return;
+    }
+    if (dev->locate_pid != 0) return;
+
+    /* However the program ends, the light must not go on blinking. */
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(0);
+    blink(dev);
+}
+
+void end_locate(Dev *dev)
+{
+    if (dev->locate_pid != -1) kill(dev->locate_pid, SIGKILL);
+    dev->locate_pid = -1;
+}
+
+} // namespace sgen

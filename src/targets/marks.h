@@ -1,0 +1,17 @@
+/* marks.h - small list callbacks over drives: counting, clearing and refreshing what the workflows marked. */
+#pragma once
+
+#include "device/dev.h"
+#include "list/list.h"
+
+/* Adds 1 to the unsigned counter user_data for a drive that is selected. */
+void count_selected(gpointer data, gpointer user_data);
+
+/* Clears selected and failed and forgets the image. */
+void reset_device_node(gpointer data, gpointer user_data);
+
+/* Reads the revision the drive runs now into target_rev; rev keeps the one that discovery found. */
+void reload_fw_version(gpointer data, gpointer user_data);
+
+/* Non-zero for the drive family whose flashing tool may report a spurious error. */
+int is_RE3(const Dev *dev);

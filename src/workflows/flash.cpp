@@ -1,0 +1,144 @@
+#include "workflows/flash.h"
+
+#include "base/files.h"
+#include "base/settings.h"
+#include "base/signals.h"
+#include "targets/marks.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <sys/wait.h>
+#include <unistd.h>
+
+constexpr int bogus_exit_status = 0x2e;
+constexpr int exec_failed_status = 1;
+constexpr useconds_t spinner_step_us = 50000;
+
+/* The child: its output into the log, then the tool. A log that can't be opened leaves the output where the
+ * program's own goes. */
+[[noreturn]] static void run_tool(const Cmd &cmd, const char *log_path)
+{
+    const int log = open_for_append(log_path);
+    if (log == -1) {
+        perror(log_path);
+    } else {
+        dup2(log, STDOUT_FILENO);
+        dup2(log, STDERR_FILENO);
+    }
+    execvp(cmd.argv[0], cmd.argv.data());
+    perror(cmd.argv[0]);
+    _exit(exec_failed_status);
+}
+
+/* Waits for the child. Returns 1 when it has ended, 0 when it still runs (only with WNOHANG). An end that
+ * can't be learnt counts as a failure of the tool: nothing says that the drive was written. */
+static int wait_for(pid_t pid, int *wait_status, int flags)
+{
+    pid_t ended;
+    do
+        ended = waitpid(pid, wait_status, flags);
+    while (ended == -1 && errno == EINTR);
+    if (ended == -1) {
+        perror("waitpid");
+        *wait_status = W_EXITCODE(exec_failed_status, 0);
+    }
+    return ended != 0;
+}
+
+static void wait_with_spinner(pid_t pid, int *wait_status, const attempt_info &info)
+{
+    static const char spinner[] = "|/-\\";
+    printf("\rFlashing drive %d of %d  ", info.drive, info.total);
+    for (size_t i = 0; !wait_for(pid, wait_status, WNOHANG); i = (i + 1) % (sizeof spinner - 1)) {
+        printf("\b%c", spinner[i]);
+        fflush(stdout);
+        usleep(spinner_step_us);
+    }
+    printf("\n");
+    fflush(stdout);
+}
+
+/* Writes to the error stream and, when it is open, to the log. */
+__attribute__((format(printf, 2, 3))) static void report(FILE *log, const char *fmt, ...)
+{
+    FILE *const streams[] = {stderr, log};
+    for (FILE *f : streams) {
+        if (!f) continue;
+        va_list args;
+        va_start(args, fmt);
+        vfprintf(f, fmt, args);
+        va_end(args);
+    }
+}
+
+static bool runs_new_revision_after_all(Dev *dev)
+{
+    if (!dev->is_Tirsel_3(dev) || !is_RE3(dev)) return false;
+    dev->get_device_info(dev);
+    return dev->rev == dev->target_rev;
+}
+
+attempt_result judge_wait_status(Dev *dev, int wait_status, const char *line, FILE *log)
+{
+    if (WIFSIGNALED(wait_status)) {
+        report(log, "Command \"%s\" died with signal %d\n", line, WTERMSIG(wait_status));
+        return attempt_failed;
+    }
+    if (WIFSTOPPED(wait_status)) {
+        report(log, "Command \"%s\" STOPped due to signal %d\n", line, WSTOPSIG(wait_status));
+        return attempt_failed;
+    }
+    const int exit_status = WEXITSTATUS(wait_status);
+    if (exit_status == 0) return attempt_succeeded;
+    if (exit_status == bogus_exit_status && runs_new_revision_after_all(dev)) {
+        if (log) fprintf(log, "Ignoring bogus error 0x2e\n");
+        return attempt_succeeded;
+    }
+    report(log, "Command \"%s\" failed with status %d\n", line, exit_status);
+    return attempt_failed;
+}
+
+static void report_success(const attempt_info &info, unsigned seconds, FILE *log)
+{
+    if (info.interactive) {
+        printf("Firmware update of drive %d of %d successful, duration %us!          \n", info.drive,
+               info.total, seconds);
+        fflush(stdout);
+    }
+    if (log)
+        fprintf(log, "Firmware update of drive %d of %d successful, duration %us!\n", info.drive, info.total,
+                seconds);
+}
+
+attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
+{
+    const hold_signals hold;
+    const time_t start = time(nullptr);
+    const pid_t pid = fork();
+    if (pid == -1) {
+        perror("fork");
+        return attempt_not_started;
+    }
+    if (pid == 0) {
+        hold.ignore_in_child();
+        run_tool(cmd, info.log_path);
+    }
+
+    int wait_status = 0;
+    if (info.interactive)
+        wait_with_spinner(pid, &wait_status, info);
+    else
+        wait_for(pid, &wait_status, 0);
+    const auto seconds = static_cast<unsigned>(time(nullptr) - start);
+
+    const file_ptr log = append_file(info.log_path);
+    if (verbose) {
+        fprintf(stderr, "Command=\"%s\"\n", info.line);
+        fprintf(stderr, "exitstat=%#x, WIFEXITED=%d\n", static_cast<unsigned>(wait_status),
+                WIFEXITED(wait_status));
+        fprintf(stderr, "WEXITSTATUS=%d\n", WEXITSTATUS(wait_status));
+    }
+    const attempt_result result = judge_wait_status(dev, wait_status, info.line, log.get());
+    if (result == attempt_succeeded) report_success(info, seconds, log.get());
+    return result;
+}

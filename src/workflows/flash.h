@@ -1,0 +1,32 @@
+/* flash.h - one attempt of a flashing tool: the child process, and what its end means. */
+#pragma once
+
+#include "device/dev.h"
+
+#include <cstdio>
+#include <ctime>
+
+/* Which drive of how many, and how the attempt is shown. */
+struct attempt_info {
+    int drive; /* counted from 1 */
+    int total;
+    bool interactive; /* spinner and result on standard output */
+    const char *log_path;
+    const char *line; /* the command as one line, for messages */
+};
+
+enum attempt_result {
+    attempt_succeeded,
+    attempt_failed,
+    attempt_not_started, /* no child could be made */
+};
+
+/* Runs cmd as a child, its output appended to the log, waits for its end, judges it and writes the result to
+ * the log (and a failure to the error stream). Until the log is closed again, signals that end the program
+ * wait: a drive is never left half-written. */
+attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info);
+
+/* What the child's wait status means for the drive. Writes failures to the error stream and to the log (may
+ * be null). Exit status 46 counts as success behind the one controller model that reports it for nothing on
+ * one drive family, if the drive is found to run the new revision. */
+attempt_result judge_wait_status(Dev *dev, int wait_status, const char *line, FILE *log);

@@ -1,0 +1,15 @@
+/* unload_load.h - making every drive move its heads from end to end, shown to the operator as "Grease Wear
+ * Levelling". */
+#pragma once
+
+#include "base/status.h"
+#include "base/text.h"
+#include "list/list.h"
+
+/* Cycles every drive of devlist, provided that the drive list `mapname` loads without a rejected line and is
+ * not empty; the list does not choose among the drives. Returns the summary line, never null, owned by the
+ * caller. */
+status *do_unload_load_cycles(GList *devlist, const char *mapname, const text &reldir);
+
+/* List callback: cycles one drive; user_data is an unsigned counter of the drives cycled. */
+void do_unload_load_cycles_one_dev(gpointer data, gpointer user_data);

@@ -1,0 +1,135 @@
+#include "workflows/update.h"
+
+#include "base/files.h"
+#include "base/settings.h"
+#include "device/dev.h"
+#include "ui/pager.h"
+#include "workflows/flash.h"
+#include "workflows/question.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+constexpr mode_t update_umask = 022;
+constexpr size_t command_line_size = 8192;
+constexpr int max_attempts = 7; /* one more than the script makes */
+constexpr unsigned pause_s = 10;
+
+/* The command as a shell would take it: every word but the first in single quotes. A quote inside a word is
+ * not escaped. */
+static std::string join_command(const Cmd &cmd)
+{
+    std::string line;
+    for (const std::string &word : cmd.words)
+        line += line.empty() ? word : " '" + word + "'";
+    return format_text(command_line_size, "%s", line.c_str());
+}
+
+static void write_script_entry(FILE *script, const std::string &line)
+{
+    fprintf(script, "for count in $(seq 1 6); do\n");
+    fprintf(script, "    %s\n", line.c_str());
+    fprintf(script, "    if [ $? -eq 0 ]; then break; fi\n");
+    fprintf(script, "    sleep 10\n");
+    fprintf(script, "done\n");
+    if (fflush(script) == EOF) perror(COMMANDS); /* complete on disk whenever a signal ends the run */
+}
+
+/* Appends one line to the log, if the log can be opened. */
+static void log_line(const char *log_path, const char *fmt, const char *argument)
+{
+    const file_ptr log = append_file(log_path);
+    if (log) fprintf(log.get(), fmt, argument); // NOLINT(clang-diagnostic-format-nonliteral)
+}
+
+/* Attempts until one succeeds, pausing after each failure. Returns 1, or 0 when all of them failed. */
+static int flash_with_retries(Dev *dev, const Cmd &cmd, const attempt_info &info)
+{
+    unsigned errors = 0;
+    for (int attempt = 0; attempt < max_attempts; ++attempt) {
+        const attempt_result result = flash_once(dev, cmd, info);
+        if (result == attempt_succeeded) return 1;
+        if (result == attempt_not_started) break; /* not counted as an error of the drive's */
+        ++errors;
+        sleep(pause_s);
+    }
+    return errors == 0;
+}
+
+void do_update_one_device(gpointer data, gpointer user_data)
+{
+    auto *dev = static_cast<Dev *>(data);
+    auto *args = static_cast<update_args *>(user_data);
+    if (!dev || !dev->selected) return;
+    if (verbose) fprintf(stderr, "do_update_one_device(data=%p, user_data=%p)\n", data, user_data);
+
+    dev->fw_update_successful = 0;
+    const std::unique_ptr<Cmd> cmd = dev->fw_update(dev);
+    if (!cmd) {
+        ++args->numerrors;
+        log_line(args->log_path, "%s", "No command\n");
+        return; /* args->i stays: the next drive is shown under this number */
+    }
+
+    const std::string line = join_command(*cmd);
+    if (verbose) {
+        fprintf(stderr, "Now executing: %s\n", line.c_str());
+        fprintf(stderr, "    log_path=\"%s\"\n", args->log_path);
+    }
+    log_line(args->log_path, "Now executing: %s\n", line.c_str());
+    if (args->script) write_script_entry(args->script, line);
+
+    const attempt_info info = {
+        .drive = static_cast<int>(args->i),
+        .total = static_cast<int>(args->total),
+        .interactive = args->yes == 0,
+        .log_path = args->log_path,
+        .line = line.c_str(),
+    };
+    dev->fw_update_successful = flash_with_retries(dev, *cmd, info);
+    if (!dev->fw_update_successful) ++args->numerrors;
+    ++args->i;
+}
+
+/* Moves the log of an earlier run out of the way. In a directory where anybody may have put it, a link is
+ * left where it is: the log then can't be created. */
+static void back_up_log(const std::string &path, bool in_tmp)
+{
+    if (in_tmp && is_symlink(path.c_str())) return;
+    if (access(path.c_str(), F_OK) == 0 && rename(path.c_str(), (path + "~").c_str()) == -1)
+        perror(path.c_str());
+}
+
+static void offer_log(const update_args *args)
+{
+    const std::string question = format_text(question_size, "Finished %s\nDo you want to view the log file",
+                                             args->numerrors ? "WITH ERRORS!" : "without errors.");
+    if (yorn(question.c_str())) showfile(args->log_path);
+}
+
+void start_update(GList *devlist, update_args *argsp)
+{
+    if (verbose)
+        fprintf(stderr, "start_update(devlist=%p, argsp=%p)\n", static_cast<void *>(devlist),
+                static_cast<void *>(argsp));
+    const mode_t old_umask = umask(update_umask);
+    file_ptr script = create_file(COMMANDS);
+    if (!script) {
+        perror(COMMANDS);
+        umask(old_umask);
+        return;
+    }
+    /* From here on the process keeps this umask: every file of the run gets the same permissions. */
+    argsp->script = script.get();
+    fprintf(script.get(), "#! /bin/bash\n");
+    back_up_log(Log_path, argsp->yes != 0);
+
+    argsp->numerrors = 0;
+    argsp->i = 1;
+    argsp->log_path = Log_path.c_str();
+    g_list_foreach(devlist, do_update_one_device, argsp);
+
+    argsp->script = nullptr;
+    if (fclose(script.release()) == EOF) perror(COMMANDS);
+    if (!argsp->yes) offer_log(argsp);
+}
