@@ -1,6 +1,12 @@
 #include "base/signals.h"
 
+#include <iterator>
+
 constexpr int held_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP};
+constexpr int end_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
+
+static volatile sig_atomic_t noted_signal;
+static sigset_t mask_while_waiting;
 
 hold_signals::hold_signals()
 {
@@ -21,4 +27,54 @@ void hold_signals::ignore_in_child() const
     for (const int s : held_signals)
         signal(s, SIG_IGN);
     sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+static void note_signal(int s)
+{
+    noted_signal = s;
+}
+
+note_end_signals::note_end_signals()
+{
+    static_assert(std::size(end_signals) == num_signals);
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGWINCH);
+    for (const int s : end_signals)
+        sigaddset(&blocked, s);
+    sigprocmask(SIG_BLOCK, &blocked, &mask_before_);
+    mask_while_waiting = mask_before_;
+
+    struct sigaction note = {};
+    note.sa_handler = note_signal;
+    for (int i = 0; i < num_signals; ++i) {
+        sigaction(end_signals[i], nullptr, &before_[i]);
+        /* One that was ignored from the start stays so: nohup means it. */
+        if (before_[i].sa_handler != SIG_IGN) sigaction(end_signals[i], &note, nullptr);
+    }
+}
+
+note_end_signals::~note_end_signals()
+{
+    /* One still pending is noted before the old handlers come back. */
+    sigprocmask(SIG_SETMASK, &mask_before_, nullptr);
+    for (int i = 0; i < num_signals; ++i)
+        sigaction(end_signals[i], &before_[i], nullptr);
+}
+
+const sigset_t *waiting_mask()
+{
+    return &mask_while_waiting;
+}
+
+bool end_is_requested()
+{
+    return noted_signal != 0;
+}
+
+void obey_end_request()
+{
+    if (noted_signal == 0) return;
+    signal(noted_signal, SIG_DFL);
+    raise(noted_signal);
 }

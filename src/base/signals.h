@@ -1,4 +1,5 @@
-/* signals.h - keeping requests to end the program away from work that must not be cut off half-way. */
+/* signals.h - requests to end the program, and work that must be brought to a good end before they are
+ * obeyed. */
 #pragma once
 
 #include <csignal>
@@ -20,3 +21,30 @@ class hold_signals
   private:
     sigset_t before_;
 };
+
+/* While it lives, signals that ask the program to end are only noted, and they and a change of the terminal's
+ * size are delivered nowhere but inside ppoll with waiting_mask(): whoever waits for a key sees each of them.
+ */
+class note_end_signals
+{
+  public:
+    note_end_signals();
+    ~note_end_signals();
+    note_end_signals(const note_end_signals &) = delete;
+    note_end_signals &operator=(const note_end_signals &) = delete;
+
+  private:
+    static constexpr int num_signals = 4;
+    struct sigaction before_[num_signals];
+    sigset_t mask_before_;
+};
+
+/* The signal mask to wait with while a note_end_signals lives. */
+const sigset_t *waiting_mask();
+
+/* True when a signal has been noted that asks the program to end. */
+bool end_is_requested();
+
+/* Ends the program by the noted signal, if there is one. To be called once what a screen left behind is
+ * cleaned up. */
+void obey_end_request();

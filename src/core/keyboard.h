@@ -3,7 +3,8 @@
 
 #include "base/text.h"
 
-/* Offers the console keymaps of the tree below reldir in a menu and loads the chosen one. */
+/* Offers the console keymaps of the tree below reldir in a menu and loads the chosen one. Without any,
+ * nothing is shown and the keyboard stays as it is. */
 void select_keyboard(const text &reldir);
 
 /* Loads one keymap file with loadkeys, echoing the command on the error stream; its result is ignored. */

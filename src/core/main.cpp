@@ -1,6 +1,7 @@
 /* main.cpp - the program's spine: one pass from the command line to the summary page. */
 #include "base/files.h"
 #include "base/settings.h"
+#include "base/signals.h"
 #include "base/status.h"
 #include "catalogue/map.h"
 #include "catalogue/match.h"
@@ -160,6 +161,7 @@ static int run_mode(const run_options &opts, const run_paths &paths)
     vendormap = nullptr;
 
     const int answer = !opts.targets && !opts.list_only ? status_screen(status_list) : 0;
+    obey_end_request();
     g_list_free_full(status_list, free_one_status);
     return answer;
 }

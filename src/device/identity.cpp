@@ -19,8 +19,9 @@ std::string ATA_strdup(const uint8_t *ptr, unsigned first, unsigned last)
 {
     std::string s;
     for (unsigned word = first; word <= last; ++word) {
-        s.push_back(static_cast<char>(ptr[2 * word + 1]));
-        s.push_back(static_cast<char>(ptr[2 * word]));
+        const uint8_t *stored = ptr + size_t{2} * word;
+        s.push_back(static_cast<char>(stored[1]));
+        s.push_back(static_cast<char>(stored[0]));
     }
     stripblanks(s);
     end_at_nul(s);

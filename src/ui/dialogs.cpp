@@ -1,11 +1,159 @@
 #include "ui/dialogs.h"
 
-int show_warning_and_request_confirmation(int yes)
+#include "base/status.h"
+#include "ui/keys.h"
+#include "ui/screen.h"
+
+#include <cstring>
+#include <strings.h>
+
+namespace
 {
-    return yes != 0; /* nobody was asked: an interactive run flashes nothing */
+struct warning_line {
+    int row;
+    bool alarming; /* reverse video in red */
+    const char *text;
+};
+} // namespace
+
+static const warning_line warning_lines[] = {
+    {3,  true,  "WARNING!"                                                  },
+    {4,  true,  "THIS TOOL WILL MODIFY YOUR HARD DISK DRIVES!"              },
+    {5,  false, "Therefore it is of vital importance that you have"         },
+    {6,  false, "created BACKUP COPIES of all of your important data"       },
+    {7,  false, "on these disks!"                                           },
+    {8,  false, "If you have taken all required steps to ensure"            },
+    {9,  false, "that your data is safe, please enter exactly the string"   },
+    {10, false, "\"Yes, I understand the risks!\""                          },
+    {11, false, "(without the quotes and teminated by RETURN)."             },
+    {12, false, "Enter the string \"exit\" to skip updating drive firmware."},
+};
+constexpr int message_row = 14;
+constexpr int input_row = 15;
+constexpr size_t max_phrase_len = 79;
+constexpr char risk_phrase[] = "Yes, I understand the risks!";
+constexpr char short_code[] = "7q2z";
+
+constexpr char banner_line[] = "**************************************************************";
+constexpr char banner_text[] = "*** A power cycle may be required to activate the firmware ***";
+constexpr char power_off_prompt[] = "Do you want to power off your machine? Please enter \"Yes\" or \"No\": ";
+constexpr size_t max_answer_len = 4;
+
+static void draw_warning()
+{
+    clear();
+    for (const warning_line &line : warning_lines) {
+        center(line.row, line.text);
+        if (line.alarming) mvchgat(line.row, 0, -1, A_REVERSE, pair_red, nullptr);
+    }
 }
 
-int status_screen(GList *)
+static void draw_message(const char *message)
 {
-    return 0;
+    draw_row(message_row, 0, message);
+}
+
+/* Has one line typed, drawing the dialog anew whenever the screen changes size. Returns 1, or 0 when no
+ * answer will come. */
+static int read_phrase(std::string *phrase)
+{
+    typed_line line = {.row = input_row, .column = 0, .max_len = max_phrase_len, .text = ""};
+    for (;;) {
+        const line_state state = type_line(&line);
+        if (state == line_ended) return 0;
+        if (state == line_done) break;
+        ROWS = screen_height();
+        draw_warning();
+    }
+    *phrase = line.text;
+    return 1;
+}
+
+/* Asks until the phrase or "exit" is typed. */
+static int ask_for_phrase()
+{
+    std::string phrase;
+    for (;;) {
+        draw_message("");
+        if (!read_phrase(&phrase)) return 0;
+        if (phrase == short_code || phrase == risk_phrase) return 1;
+        if (strcasecmp(phrase.c_str(), "exit") == 0) return 0;
+        draw_message(
+            "Please enter the correct string:"); /* gone with the next pass, before anything is shown */
+    }
+}
+
+int show_warning_and_request_confirmation(int yes)
+{
+    if (yes) return 1;
+    const curses_session session;
+    if (!session.is_open()) return 0; /* a risk that could not be shown was not accepted */
+    if (start_colors()) use_colors = 1;
+    ROWS = screen_height();
+    draw_warning();
+    const int accepted = ask_for_phrase();
+    clear();
+    refresh();
+    return accepted;
+}
+
+/* Draws one line of the summary: its name, and its bracketed mark flush with the right edge. */
+static void show_one_status(gpointer data, gpointer user_data)
+{
+    const auto *line = static_cast<const status *>(data);
+    const int row = (*static_cast<int *>(user_data))++;
+    const int width = screen_width();
+    const int column = width - static_cast<int>(strlen(line->status)) - 2;
+
+    chtype color = A_NORMAL;
+    if (strcmp(line->status, status_ok) == 0) color = COLOR_PAIR(pair_green);
+    if (strcmp(line->status, status_fail) == 0) color = COLOR_PAIR(pair_red);
+
+    draw_row(row, 0, line->name);
+    draw_text(row, column, "[");
+    attron(color);
+    draw_text(row, column + 1, line->status);
+    attroff(color);
+    draw_text(row, width - 1, "]");
+}
+
+static void draw_summary(GList *status_list)
+{
+    const int height = screen_height();
+    clear();
+    draw_title("Summary Page");
+    int row = 1;
+    g_list_foreach(status_list, show_one_status, &row);
+    draw_row(height - 4, 0, banner_line);
+    draw_row(height - 3, 0, banner_text);
+    draw_row(height - 2, 0, banner_line);
+    draw_row(height - 1, 0, power_off_prompt);
+}
+
+/* Asks until the answer is exactly "Yes" or "No". Returns non-zero for "Yes". */
+static int ask_for_power_off(GList *status_list)
+{
+    constexpr int prompt_len = sizeof power_off_prompt - 1;
+    typed_line line = {.row = 0, .column = prompt_len, .max_len = max_answer_len, .text = ""};
+    for (;;) {
+        draw_summary(status_list);
+        line.row = screen_height() - 1;
+        const line_state state = type_line(&line);
+        if (state == line_ended) return 0;
+        if (state == line_redraw) continue;
+        if (line.text == "Yes") return 1;
+        if (line.text == "No") return 0;
+        line.text.clear();
+    }
+}
+
+int status_screen(GList *status_list)
+{
+    const curses_session session;
+    if (!session.is_open()) return 0;
+    start_colors();
+    const int answer = ask_for_power_off(status_list);
+    clear();
+    refresh();
+    return answer;
 }

@@ -1,6 +1,7 @@
 #include "workflows/download.h"
 
 #include "base/settings.h"
+#include "base/signals.h"
 #include "catalogue/match.h"
 #include "device/dev.h"
 #include "targets/listings.h"
@@ -107,11 +108,14 @@ status *do_download_firmware(GList *devlist, GList *fw_map, const text &reldir, 
     args.total = count_of(devlist, count_selected);
     if (verbose) fprintf(stderr, "%u drives available for update\n", args.total);
     if (args.total == 0 && !show_all) return download_result(0, status_none);
-    if (!show_warning_and_request_confirmation(args.yes)) return download_result(0, status_none);
+    const int accepted = show_warning_and_request_confirmation(args.yes);
+    obey_end_request();
+    if (!accepted) return download_result(0, status_none);
 
     if (!targets)
         menu("Firmware Update", devlist, format_fw_update_line, show_fw_update_line, fw_actions,
              FW_help_path.c_str());
+    obey_end_request();
     args.total = count_of(devlist, count_selected);
     if (args.total == 0) {
         if (!targets) {

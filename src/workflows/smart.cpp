@@ -1,6 +1,98 @@
 #include "workflows/smart.h"
 
-status *do_SMART_check(GList *, const char *, const text &, uint8_t)
+#include "base/settings.h"
+#include "base/signals.h"
+#include "catalogue/map.h"
+#include "catalogue/match.h"
+#include "device/dev.h"
+#include "targets/listings.h"
+#include "targets/marks.h"
+#include "ui/menu.h"
+#include "workflows/columns.h"
+#include "workflows/drive_list.h"
+#include "workflows/locate.h"
+#include "workflows/smart_page.h"
+
+#include <cstdio>
+
+constexpr char task_name[] = "S.M.A.R.T. check";
+
+static const action SMART_actions[] = {
+    {'l', toggle_locate},
+    {0,   nullptr      },
+};
+
+void check_SMART(gpointer data, gpointer user_data)
 {
-    return new_status("S.M.A.R.T. check", status_none);
+    auto *dev = static_cast<Dev *>(data);
+    const uint8_t wanted = *static_cast<const uint8_t *>(user_data);
+    dev->failed = 0;
+    const std::vector<SMART> records = get_SMART_records(dev);
+    if (records.empty()) return;
+
+    for (const SMART &record : records) {
+        if (record.id == 0) break;
+        if (verbose) fprintf(stderr, "%02x - %u\n", record.id, static_cast<unsigned>(record.raw));
+        if (record.id != wanted || record.raw == 0) continue;
+        fprintf(stderr, "Device failed SMART test\n");
+        dev->failed = 1;
+    }
+    dev->selected = 0; /* from here on: its locate LED is not lit */
+}
+
+void count_failed(gpointer data, gpointer user_data)
+{
+    if (static_cast<const Dev *>(data)->failed) ++*static_cast<unsigned *>(user_data);
+}
+
+const char *format_SMART_line(gpointer data, short *colorp)
+{
+    static char line[menu_line_size];
+    const auto *dev = static_cast<const Dev *>(data);
+    if (!dev) return " Adp | Un,Drv | Vendor   | Model            | Revision | Serial-Number";
+    snprintf(line, sizeof line, "%4s | %-6s | %-8s | %-16s | %-8s | %s", shown(dev->adapter),
+             unit_drive_column(dev).c_str(), shown(dev->vendor), shown(dev->model), shown(dev->rev),
+             shown(dev->serial));
+    if (colorp) *colorp = dev->selected ? col_no : 0;
+    return line;
+}
+
+gint show_SMART_line(gconstpointer a, gconstpointer)
+{
+    return !show_all && !static_cast<const Dev *>(a)->failed;
+}
+
+/* The menu of the drives that failed. However it ends, no LED stays lit. */
+static void show_failed_drives(GList *devlist)
+{
+    menu("S.M.A.R.T. Check", devlist, format_SMART_line, show_SMART_line, SMART_actions,
+         SMART187_help_path.c_str());
+    g_list_foreach(devlist, end_locate, nullptr);
+    obey_end_request();
+}
+
+status *do_SMART_check(GList *devlist, const char *mapname, const text &reldir, uint8_t id)
+{
+    fprintf(stderr, "*** do_SMART_check(mapname=\"%s\", reldir=\"%s\", id=%u)\n", mapname,
+            reldir ? reldir->c_str() : "NULL", id);
+    GList *entries = load_drive_list(mapname, reldir);
+    if (!entries) return new_status(task_name, status_fail);
+
+    g_list_foreach(devlist, reset_device_node, nullptr);
+    g_list_foreach(devlist, find_image, entries);
+    if (verbose) {
+        fprintf(stderr, "==========\nDevices scanned, now starting S.M.A.R.T. check (ID=%u)\n", id);
+        g_list_foreach(devlist, dump_one_device, nullptr);
+    }
+    unsigned failed = 0;
+    g_list_foreach(devlist, check_SMART, &id);
+    g_list_foreach(devlist, count_failed, &failed);
+    if (failed > 0 || show_all) show_failed_drives(devlist);
+
+    g_list_free_full(entries, free_one_map);
+    unsigned drives = 0; /* that the drive list names; a drive that fails need not be one of them */
+    g_list_foreach(devlist, count_drives_with_image, &drives);
+    const char *result = failed > 0 ? status_fail : status_ok;
+    return new_status(format_text(question_size, "%s (%u drives)", task_name, drives),
+                      drives > 0 ? result : status_none);
 }

@@ -2,6 +2,7 @@
 
 #include "base/files.h"
 #include "base/settings.h"
+#include "base/signals.h"
 #include "device/dev.h"
 #include "ui/pager.h"
 #include "workflows/flash.h"
@@ -104,7 +105,9 @@ static void offer_log(const update_args *args)
 {
     const std::string question = format_text(question_size, "Finished %s\nDo you want to view the log file",
                                              args->numerrors ? "WITH ERRORS!" : "without errors.");
-    if (yorn(question.c_str())) showfile(args->log_path);
+    if (!yorn(question.c_str())) return;
+    showfile(args->log_path);
+    obey_end_request();
 }
 
 void start_update(GList *devlist, update_args *argsp)

@@ -1,0 +1,63 @@
+#include "ui/menu_view.h"
+
+menu_view open_view(GList *list, GCompareFunc do_show)
+{
+    return {
+        .list = list,
+        .do_show = do_show,
+        .current = g_list_find_custom(list, nullptr, do_show),
+        .first_visible = list,
+        .cursor_row = 0,
+    };
+}
+
+static GList *next_shown(const menu_view *view, GList *from)
+{
+    return g_list_find_custom(from->next, nullptr, view->do_show);
+}
+
+/* The search runs along `next` only, so the list is turned round for it, and back. */
+static GList *previous_shown(menu_view *view, GList *from)
+{
+    view->list = g_list_reverse(view->list);
+    GList *found = g_list_find_custom(from->next, nullptr, view->do_show);
+    view->list = g_list_reverse(view->list);
+    return found;
+}
+
+static void scroll_down(menu_view *view)
+{
+    if (GList *first = next_shown(view, view->first_visible)) view->first_visible = first;
+}
+
+void move_down(menu_view *view, int height)
+{
+    if (!view->current) return;
+    GList *next = next_shown(view, view->current);
+    if (!next) return;
+    if (view->cursor_row < last_item_row(height))
+        ++view->cursor_row;
+    else
+        scroll_down(view);
+    view->current = next;
+}
+
+void move_up(menu_view *view)
+{
+    if (!view->current) return;
+    GList *previous = previous_shown(view, view->current);
+    if (!previous) return;
+    if (view->cursor_row == first_item_row)
+        view->first_visible = previous;
+    else
+        --view->cursor_row;
+    view->current = previous;
+}
+
+void fit_height(menu_view *view, int height)
+{
+    while (view->cursor_row > first_item_row && view->cursor_row > last_item_row(height)) {
+        scroll_down(view);
+        --view->cursor_row;
+    }
+}
