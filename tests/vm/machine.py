@@ -11,6 +11,8 @@ import shutil
 import subprocess
 import sys
 
+MIB, GIB, TIB = 1 << 20, 1 << 30, 1 << 40
+TIME_LIMIT_S = 240              # below ctest's, so that it is we who say what was going on; 25 s is usual
 HERE = pathlib.Path(__file__).resolve().parent
 
 # What the guest loads by name; modprobe finds what these need in turn.
@@ -68,13 +70,13 @@ def add_program(tree, program, target):
 
 def add_modules(tree, kernel):
     release = kernel_release(kernel)
-    directory = f"lib/modules/{release}"
+    wanted = {kernel / "lib/modules" / release / index
+              for index in ("modules.order", "modules.builtin", "modules.builtin.modinfo")}
     for module in MODULES:
         shown = output_of("modprobe", "-d", kernel, "-S", release, "--show-depends", module)
-        for path in re.findall(r"^insmod (\S+)", shown, re.M):
-            add_file(tree, path, pathlib.Path(path).relative_to(kernel))
-    for index in ("modules.order", "modules.builtin", "modules.builtin.modinfo"):
-        add_file(tree, kernel / directory / index, f"{directory}/{index}")
+        wanted.update(map(pathlib.Path, re.findall(r"^insmod (\S+)", shown, re.M)))
+    for path in wanted:
+        add_file(tree, path, path.relative_to(kernel))
     run("depmod", "-b", tree, release)
 
 
@@ -101,7 +103,7 @@ def build_initramfs(work, kernel, vandrel, scenario):
     shutil.rmtree(tree)
 
 
-def boot(work, kernel, devices, seconds, skip_idle_time):
+def boot(work, kernel, devices, skip_idle_time):
     """Boots and waits for the power-off. Returns None, or a text saying how it went wrong. What the guest recorded is
     in work/results also after a failure, its console in work/console.
 
@@ -114,10 +116,10 @@ def boot(work, kernel, devices, seconds, skip_idle_time):
                "-chardev", f"file,id=results,path={work / 'results'}",
                "-device", "virtio-serial-pci", "-device", "virtserialport,chardev=results"]
     try:
-        run(*command, *devices, *(["-icount", "shift=auto,sleep=off"] if skip_idle_time else []), timeout=seconds,
+        run(*command, *devices, *(["-icount", "shift=auto,sleep=off"] if skip_idle_time else []), timeout=TIME_LIMIT_S,
             stdin=subprocess.DEVNULL)
     except subprocess.TimeoutExpired:
-        return f"the machine was still running after {seconds} s"
+        return f"the machine was still running after {TIME_LIMIT_S} s"
     except subprocess.CalledProcessError as error:
         return f"QEMU ended with status {error.returncode}"
     return None
@@ -126,18 +128,26 @@ def boot(work, kernel, devices, seconds, skip_idle_time):
 class Devices:
     """Collects QEMU's arguments for the devices of a scenario."""
 
-    def __init__(self):
+    def __init__(self, *adapters):
         self.arguments = []
-
-    def add(self, device, **properties):
-        words = [f"{name.replace('scsi_id', 'scsi-id')}={value}" for name, value in properties.items()]
-        self.arguments += ["-device", ",".join([device, *words])]
+        for adapter in adapters:                # each under its own name: the disks' bus is "name.number"
+            self.arguments += ["-device", f"{adapter},id={adapter}"]
 
     def disk(self, device, size, **properties):
         """A device with a medium of size bytes that reads as zeroes and takes no room."""
         node = f"medium{len(self.arguments)}"
-        self.arguments += ["-blockdev", f"driver=null-co,node-name={node},size={size},read-zeroes=on"]
-        self.add(device, drive=node, **properties)
+        words = [f"{name.replace('scsi_id', 'scsi-id')}={value}" for name, value in properties.items()]
+        self.arguments += ["-blockdev", f"driver=null-co,node-name={node},size={size},read-zeroes=on",
+                           "-device", ",".join([device, f"drive={node}", *words])]
+
+    def sata(self, port, size, **properties):
+        self.disk("ide-hd", size, bus=f"ich9-ahci.{port}", **properties)
+
+    def sas(self, scsi_id, product, serial, size=GIB, vendor="ACME", ver="0001", **properties):
+        if serial:
+            properties["serial"] = serial
+        self.disk("scsi-hd", size, bus="virtio-scsi-pci.0", scsi_id=scsi_id, vendor=vendor, product=product, ver=ver,
+                  **properties)
 
 
 @dataclasses.dataclass

@@ -27,7 +27,8 @@ record_traced() {
 # wait_for_devices COUNT: until that many SCSI devices have their generic node, 30 s at most.
 wait_for_devices() {
     for _ in $(seq 300); do
-        [ "$(ls -d /sys/class/scsi_device/*/device/generic /dev/sg[0-9]* 2>/dev/null | wc -l)" -lt $((2 * $1)) ] || break
+        [ "$(ls -d /sys/class/scsi_device/*/device/generic /dev/sg[0-9]* 2>/dev/null | wc -l)" -ne $((2 * $1)) ] ||
+            break
         sleep 0.1
     done
 }

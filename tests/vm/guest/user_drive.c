@@ -11,61 +11,52 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-enum { page_code = 0x08, page_size = 20, header_size = 4 };
+enum { mode_select = 0x15, rcd_byte = 6, rcd_bit = 1 };
 
-static const uint8_t identity[] = "\x00\x00\x05\x02\x1f\x00\x00\x02"
-                                  "ACME    USER SPACE DRIVE0001";
-static const uint8_t page_list[] = "\x00\x00\x00\x02\x00\x80";
-static const uint8_t serial_page[] = "\x00\x80\x00\x06"
-                                     "USER-1";
-static const uint8_t capacity_16[32] = {0,    0,    0, 0, 0, 0,
-                                        0xff, 0xff, 0, 0, 2, 0}; /* 65,536 blocks of 512 bytes */
-static const uint8_t capacity_10[8] = {0, 0, 0xff, 0xff, 0, 0, 2, 0};
-static uint8_t mode_data[header_size + page_size] = {
-    header_size + page_size - 1, 0, 0, 0, page_code, page_size - 2};
-static uint8_t *const read_cache_disable = &mode_data[header_size + 2]; /* bit 0 */
+static const uint8_t identity[36] = "\x00\x00\x05\x02\x1f\x00\x00\x02"
+                                    "ACME    USER SPACE DRIVE0001";
+static const uint8_t page_list[6] = {0, 0, 0, 2, 0x00, 0x80};
+static const uint8_t serial_page[10] = {0, 0x80, 0, 6, 'U', 'S', 'E', 'R', '-', '1'};
+static const uint8_t capacity[32] = {0, 0, 0, 0, 0, 0, 0xff, 0xff, 0, 0, 2, 0}; /* 65,536 of 512 bytes */
+static uint8_t caching_page[24] = {23, 0, 0, 0, 0x08, 18};                      /* behind its mode header */
 
-/* What each command answers; a read answers the zeroes that its buffer holds already. */
 static const struct {
     uint8_t operation;
-    int page; /* byte 1 bit 0 and byte 2 (without page control) as one number; -1: not looked at */
+    int page; /* EVPD bit and page code as one number; -1: any */
     const uint8_t *reply;
     size_t len;
-} replies[] = {
-    {0x00, -1,        NULL,        0                     }, /* TEST UNIT READY */
-    {0x08, -1,        NULL,        0                     }, /* READ(6) */
-    {0x28, -1,        NULL,        0                     }, /* READ(10) */
-    {0x15, -1,        NULL,        0                     }, /* MODE SELECT(6) */
-    {0x25, -1,        capacity_10, sizeof capacity_10    },
-    {0x9e, -1,        capacity_16, sizeof capacity_16    },
-    {0x12, 0x000,     identity,    sizeof identity - 1   },
-    {0x12, 0x100,     page_list,   sizeof page_list - 1  },
-    {0x12, 0x180,     serial_page, sizeof serial_page - 1},
-    {0x1a, page_code, mode_data,   sizeof mode_data      },
+} commands[] = {
+    {0x00,        -1,    NULL,         0                  }, /* TEST UNIT READY */
+    {0x08,        -1,    NULL,         0                  }, /* READ(6): the buffer holds zeroes already */
+    {0x12,        0x000, identity,     sizeof identity    }, /* INQUIRY */
+    {0x12,        0x100, page_list,    sizeof page_list   },
+    {0x12,        0x180, serial_page,  sizeof serial_page },
+    {mode_select, -1,    NULL,         0                  },
+    {0x1a,        -1,    caching_page, sizeof caching_page}, /* MODE SENSE(6): there is but one page */
+    {0x28,        -1,    NULL,         0                  }, /* READ(10) */
+    {0x9e,        -1,    capacity,     sizeof capacity    }, /* READ CAPACITY(16) */
 };
 
 static void answer(uint8_t *map, struct tcmu_cmd_entry *entry)
 {
-    const uint8_t *cdb = map + entry->req.cdb_off;
-    const uint8_t operation = cdb[0];
     /* The first piece of a buffer holds a page at least, more than any reply of ours. */
-    uint8_t *data = entry->req.iov_cnt > 0 ? map + (size_t)entry->req.iov[0].iov_base : NULL;
     const size_t room = entry->req.iov_cnt > 0 ? entry->req.iov[0].iov_len : 0;
-    const int page = operation == 0x1a ? cdb[2] & 0x3f : (cdb[1] & 1) << 8 | cdb[2];
-    int found = 0;
-    for (size_t i = 0; i < sizeof replies / sizeof replies[0] && !found; i++) {
-        found = replies[i].operation == operation && (replies[i].page == -1 || replies[i].page == page);
-        if (found && replies[i].reply)
-            memcpy(data, replies[i].reply, replies[i].len < room ? replies[i].len : room);
+    uint8_t *data = room > 0 ? map + (size_t)entry->req.iov[0].iov_base : map;
+    const uint8_t *cdb = map + entry->req.cdb_off;
+    const int page = (cdb[1] & 1) << 8 | cdb[2];
+    int is_good = 0;
+    for (size_t i = 0; i < sizeof commands / sizeof commands[0] && !is_good; i++) {
+        is_good = commands[i].operation == cdb[0] && (commands[i].page == -1 || commands[i].page == page);
+        if (is_good && commands[i].reply)
+            memcpy(data, commands[i].reply, commands[i].len < room ? commands[i].len : room);
     }
-    if (operation == 0x15 && room == sizeof mode_data) *read_cache_disable = data[header_size + 2] & 1;
-    printf("%02x %d\n", operation, *read_cache_disable);
+    if (cdb[0] == mode_select && room == sizeof caching_page) caching_page[rcd_byte] = data[rcd_byte];
+    printf("%02x %d\n", cdb[0], caching_page[rcd_byte] & rcd_bit);
 
     memset(&entry->rsp, 0, sizeof entry->rsp); /* the response lies over the request */
-    if (!found) {
-        entry->rsp.scsi_status = 2;
-        memcpy(entry->rsp.sense_buffer, "\x70\x00\x05\x00\x00\x00\x00\x0a\x00\x00\x00\x00\x20", 13);
-    }
+    if (is_good) return;
+    entry->rsp.scsi_status = 2;
+    memcpy(entry->rsp.sense_buffer, "\x70\x00\x05\x00\x00\x00\x00\x0a\x00\x00\x00\x00\x20", 13);
 }
 
 int main(int argc, char **argv)
@@ -84,8 +75,6 @@ int main(int argc, char **argv)
             if (tcmu_hdr_get_op(entry->hdr.len_op) == TCMU_OP_CMD) answer(map, entry);
             box->cmd_tail = (box->cmd_tail + len) % box->cmdr_size;
         }
-        events = 0;
-    } while (write(fd, &events, sizeof events) == sizeof events &&
-             read(fd, &events, sizeof events) == sizeof events);
+    } while (write(fd, &events, sizeof events) == sizeof events && read(fd, &events, sizeof events) > 0);
     return 1;
 }

@@ -1,26 +1,22 @@
 """Head cycling: which block is read at which end, by which command, and what stays of the caching page."""
 
-from machine import Devices
+from machine import GIB, TIB, Devices
 from reference import IDENTIFY, capacity, commands, discovery_commands, lsscsi, number, serial_page_commands, wide
 
-SECONDS = 120
 CYCLES = 10
-GIB, TIB = 1 << 30, 1 << 40
 USER_DRIVE = "USER SPACE DRIVE"         # guest/user_drive.c: its caching page can be changed
 FIRST_ATA = "85 06 0c 00 00 00 01 00 00 00 00 00 00 40 40 00"
 FIRST_SCSI = "08 00 00 00 01 00"
 
 
 def devices():
-    found = Devices()
-    found.add("ich9-ahci", id="ahci")
-    found.disk("ide-hd", 300 * GIB, bus="ahci.0")
-    found.add("virtio-scsi-pci", id="sas")
+    found = Devices("ich9-ahci", "virtio-scsi-pci")
+    found.sata(0, 300 * GIB)
     # The last block at each side of what READ(6) and READ(10) can address, and long blocks.
     for scsi_id, size, length in ((0, GIB, 512), (1, GIB + 512, 512), (2, 2 * TIB, 512), (3, 2 * TIB + 512, 512),
                                   (4, GIB, 4096)):
-        found.disk("scsi-hd", size, bus="sas.0", scsi_id=scsi_id, product=f"DRIVE {scsi_id}", serial=f"S{scsi_id}",
-                   logical_block_size=length, physical_block_size=length)
+        found.sas(scsi_id, f"DRIVE {scsi_id}", f"S{scsi_id}", size=size, logical_block_size=length,
+                  physical_block_size=length)
     return found.arguments
 
 
@@ -35,7 +31,7 @@ def far_end(drive, last):
     return f"88 00 {wide(last, 8)} 00 00 00 01 00 00"
 
 
-def check(check):
+def verify(check):
     drives = lsscsi(check.ran("lsscsi").out)
     check.same("drives", 7, len(drives))
     check.same("result lines without a map", "", check.ran("cycle").out)

@@ -2,43 +2,30 @@
 
 import re
 
-from machine import Devices
+from machine import GIB, MIB, TIB, Devices
 from reference import capacity, commands, discovery_commands, field, lsscsi
 
-SECONDS = 120
-MIB, GIB = 1 << 20, 1 << 30
 MAPPED = "SMALL"                # the one model that the scenario's map knows
 TWINS = "TWIN"                  # two drives that tell vendor, model and serial alike: one of them is listed
 
 
 def devices():
-    found = Devices()
-    found.add("ich9-ahci", id="ahci")
-    found.disk("ide-hd", 300 * GIB, bus="ahci.0", model="A MODEL NAME THAT FILLS FORTY CHARACTERS",
-               serial="SERIAL-OF-TWENTY-CHR", ver="FW.12345")
-    found.disk("ide-hd", 64 * MIB, bus="ahci.1")
-    found.add("virtio-scsi-pci", id="sas")
-    rows = [
-        # id vendor     product     size        serial                       the rest
-        (3, "ACME",    "BIG DISK", 8 * GIB,    "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ", {}),
-        (0, "ACME",    "SMALL",    64 * MIB,   "S1", {}),
-        (1, "ACME",    "NATIVE4K", 16 * GIB,   "S4K", {"logical_block_size": 4096, "physical_block_size": 4096}),
-        (2, "ACME",    "HUGE",     3072 * GIB, "S3T", {}),
-        (4, "SEAGATE", "X",        8 * GIB,    "  ABCDEFGHIJKLMN", {}),
-        (5, "ACME",    "st4000",   8 * GIB,    "SHORTENED-AS-WELL", {}),
-        (6, "ACME",    "SILENT",   8 * GIB,    None, {}),
-        (7, "ACME",    "TWIN",     8 * GIB,    "SAME", {}),
-        (8, "ACME",    "TWIN",     8 * GIB,    "SAME", {}),
-        (9, "LSI",     "LOGICAL",  8 * GIB,    "L1", {}),
-    ]
-    for scsi_id, vendor, product, size, serial, rest in rows:
-        if serial:
-            rest["serial"] = serial
-        found.disk("scsi-hd", size, bus="sas.0", scsi_id=scsi_id, vendor=vendor, product=product, ver="0001", **rest)
-    found.disk("scsi-cd", GIB, bus="sas.0", scsi_id=10)
-    found.add("megasas", id="raid")
-    found.disk("scsi-hd", GIB, bus="raid.0", scsi_id=0, vendor="ACME", product="BEHIND RAID", ver="0001", serial="R1")
-    found.add("qemu-xhci")
+    found = Devices("ich9-ahci", "virtio-scsi-pci", "megasas", "qemu-xhci")
+    found.sata(0, 300 * GIB, model="A MODEL NAME THAT FILLS FORTY CHARACTERS", serial="SERIAL-OF-TWENTY-CHR",
+               ver="FW.12345")
+    found.sata(1, 64 * MIB)
+    found.sas(3, "BIG DISK", "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ", size=8 * GIB)
+    found.sas(0, MAPPED, "S1", size=64 * MIB)
+    found.sas(1, "NATIVE4K", "S4K", logical_block_size=4096, physical_block_size=4096)
+    found.sas(2, "HUGE", "S3T", size=3 * TIB)
+    found.sas(4, "X", "  ABCDEFGHIJKLMN", vendor="SEAGATE")
+    found.sas(5, "st4000", "SHORTENED-AS-WELL")
+    found.sas(6, "SILENT", None)
+    found.sas(7, TWINS, "SAME")
+    found.sas(8, TWINS, "SAME")
+    found.sas(9, "LOGICAL", "L1", vendor="LSI")
+    found.disk("scsi-cd", GIB, bus="virtio-scsi-pci.0", scsi_id=10)
+    found.disk("scsi-hd", GIB, bus="megasas.0", scsi_id=0, vendor="ACME", product="BEHIND RAID", serial="R1")
     found.disk("usb-storage", GIB, serial="U1")
     return found.arguments
 
@@ -67,7 +54,7 @@ def expected_serial(check, drive):
     return serial[:8] if drive.vendor == "SEAGATE" or drive.model.lower().startswith("st") else serial
 
 
-def check(check):
+def verify(check):
     found = lsscsi(check.ran("lsscsi").out)
     check.same("devices in the machine", 15, len(found))
     hosts = {name: int(host) for host, name in re.findall(r"(\d+) (\S+)", check.ran("hosts").out)}

@@ -3,21 +3,18 @@
 from machine import Devices
 from reference import lsscsi
 
-SECONDS = 120
 SKIP_IDLE_TIME = True           # the vanished drive is tried seven times with pauses of ten seconds
 ATTEMPTS = 7
 
 
 def devices():
-    found = Devices()
-    found.add("virtio-scsi-pci", id="sas")
+    found = Devices("virtio-scsi-pci")
     for scsi_id in range(4):
-        found.disk("scsi-hd", 1 << 30, bus="sas.0", scsi_id=scsi_id, vendor="ACME", product=f"DRIVE {scsi_id}",
-                   ver="0001", serial=f"S{scsi_id}")
+        found.sas(scsi_id, f"DRIVE {scsi_id}", f"S{scsi_id}")
     return found.arguments
 
 
-def check(check):
+def verify(check):
     first, before_turn, after_turn, last = drives = lsscsi(check.ran("lsscsi").out)
     # A short serial number page holds no revision; where it cannot be read any more, the map's revision stands.
     outcome = {first: "SUCCESS,0001,", before_turn: "FAILED,0001,0001", after_turn: "SUCCESS,0001,0002",

@@ -2,12 +2,10 @@
 
 import re
 
-from machine import Devices
+from machine import GIB, Devices
 from reference import lsscsi
 
-SECONDS = 120
 SKIP_IDLE_TIME = True           # a failed attempt is followed by a pause of ten seconds
-MIB = 1 << 20
 LONG_SERIAL = "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ"
 
 # model -> image and the revision read back afterwards: a SATA drive tells its own; of a SAS drive it is what stands at
@@ -21,26 +19,17 @@ FLASHED = {
 
 
 def devices():
-    found = Devices()
-    found.add("ich9-ahci", id="ahci")
-    found.disk("ide-hd", 64 * MIB, bus="ahci.0")
-    found.add("virtio-scsi-pci", id="sas")
-    rows = [
-        # id product    revision serial
-        (0, "ALPHA",   "0001", LONG_SERIAL),
-        (1, "BETA",    "0001", "B1"),
-        (2, "BETA",    "0002", "B2"),           # runs the wanted revision already
-        (3, "UNKNOWN", "0001", "U1"),           # not in the map
-        (4, "SILENT",  "0001", None),
-    ]
-    for scsi_id, product, revision, serial in rows:
-        rest = {"serial": serial} if serial else {}
-        found.disk("scsi-hd", 64 * MIB, bus="sas.0", scsi_id=scsi_id, vendor="ACME", product=product, ver=revision,
-                   **rest)
+    found = Devices("ich9-ahci", "virtio-scsi-pci")
+    found.sata(0, GIB)
+    found.sas(0, "ALPHA", LONG_SERIAL)
+    found.sas(1, "BETA", "B1")
+    found.sas(2, "BETA", "B2", ver="0002")      # runs the wanted revision already
+    found.sas(3, "UNKNOWN", "U1")               # not in the map
+    found.sas(4, "SILENT", None)
     return found.arguments
 
 
-def check(check):
+def verify(check):
     drives = [drive for drive in lsscsi(check.ran("lsscsi").out) if drive.model in FLASHED and drive.revision != "0002"]
     check.same("drives to flash", 4, len(drives))
     results, log, script, calls = "", "", "#! /bin/bash\n", []
