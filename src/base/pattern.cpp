@@ -1,9 +1,89 @@
 #include "base/pattern.h"
 
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+#include <vector>
+
+constexpr double max_expanded_size = 20000; /* states; a whole map line spelled out has at most 8191 */
+
+/* The end of the bracket expression that starts at p: its closing bracket, or the pattern's end. */
+static const char *skip_bracket(const char *p)
+{
+    ++p;
+    if (*p == '^') ++p;
+    if (*p == ']') ++p;
+    while (*p != '\0' && *p != ']') {
+        const char *inner =
+            *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=') ? strchr(p + 2, p[1]) : nullptr;
+        p = inner ? inner + 1 : p + 1;
+    }
+    return p;
+}
+
+/* How often a "{n,m}" at p repeats, at most; 1 when there is no such thing. Moves *p to its last character.
+ */
+static double repetitions(const char **p)
+{
+    unsigned most = 0;
+    const char *q = *p + 1;
+    while (isdigit(static_cast<unsigned char>(*q)) || *q == ',') {
+        char *behind = const_cast<char *>(q) + 1;
+        if (*q != ',')
+            most = std::max(most, static_cast<unsigned>(std::min(strtoul(q, &behind, 10), 0xFFFFUL)));
+        q = behind;
+    }
+    if (*q != '}' || q == *p + 1) return 1;
+    *p = q;
+    return most + 1.0;
+}
+
+/* Roughly the number of states that an extended pattern needs once its repetitions are written out. */
+static double expanded_size(const char *pattern)
+{
+    std::vector<double> groups; /* sizes of what stands before each open parenthesis */
+    double sum = 0;             /* of the innermost group so far, without its last atom */
+    double atom = 0;
+    for (const char *p = pattern; *p != '\0'; ++p) {
+        switch (*p) {
+        case '*':
+        case '+':
+        case '?':
+            atom *= 2;
+            break;
+        case '{':
+            atom *= repetitions(&p);
+            break;
+        case '(':
+            groups.push_back(sum + atom);
+            sum = atom = 0;
+            break;
+        case ')':
+            atom += sum + 1;
+            sum = 0;
+            if (groups.empty()) break;
+            sum = groups.back();
+            groups.pop_back();
+            break;
+        default:
+            sum += atom;
+            atom = 1;
+            if (*p == '[') p = skip_bracket(p);
+            if (*p == '\\' && p[1] != '\0') ++p;
+        }
+        if (*p == '\0') break;
+    }
+    for (const double before : groups)
+        sum += before;
+    return sum + atom;
+}
+
 regex_ptr compile_pattern(const char *pattern, int flags, std::string *error)
 {
     auto compiled = std::make_unique<regex_t>();
-    const int code = regcomp(compiled.get(), pattern, flags);
+    const bool is_too_big = expanded_size(pattern) > max_expanded_size;
+    const int code = is_too_big ? REG_ESIZE : regcomp(compiled.get(), pattern, flags);
     if (code == 0) return regex_ptr(compiled.release());
 
     const size_t size = regerror(code, compiled.get(), nullptr, 0); /* counts the NUL */

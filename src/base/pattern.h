@@ -5,5 +5,7 @@
 
 #include <string>
 
-/* Compiles pattern with the given REG_ flags. Returns it, or null with the library's own words in *error. */
+/* Compiles pattern with the given REG_ flags. Returns it, or null with the library's own words in *error. A
+ * pattern whose repetitions multiply beyond all use is refused as too big: the library would take all memory
+ * for it. */
 regex_ptr compile_pattern(const char *pattern, int flags, std::string *error);

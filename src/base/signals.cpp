@@ -22,11 +22,31 @@ hold_signals::~hold_signals()
     sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
+bool hold_signals::is_pending()
+{
+    sigset_t pending;
+    sigemptyset(&pending);
+    sigpending(&pending);
+    for (const int s : end_signals)
+        if (sigismember(&pending, s) == 1) return true;
+    return false;
+}
+
 void hold_signals::ignore_in_child() const
 {
     for (const int s : held_signals)
         signal(s, SIG_IGN);
+    signal(SIGPIPE, SIG_DFL); /* ignored here, but a program expects it as usual */
     sigprocmask(SIG_SETMASK, &before_, nullptr);
+}
+
+void reset_signals_in_child()
+{
+    for (const int s : held_signals)
+        signal(s, SIG_DFL);
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
 static void note_signal(int s)

@@ -14,6 +14,9 @@ class hold_signals
     hold_signals(const hold_signals &) = delete;
     hold_signals &operator=(const hold_signals &) = delete;
 
+    /* True when one of them waits to take effect. */
+    static bool is_pending();
+
     /* For a child forked meanwhile: the held signals are ignored from now on, also by the program it
      * executes, and nothing is blocked any more. */
     void ignore_in_child() const;
@@ -44,6 +47,10 @@ const sigset_t *waiting_mask();
 
 /* True when a signal has been noted that asks the program to end. */
 bool end_is_requested();
+
+/* For a child that is no program of its own: every signal takes its default action again, and none is
+ * blocked. */
+void reset_signals_in_child();
 
 /* Ends the program by the noted signal, if there is one. To be called once what a screen left behind is
  * cleaned up. */

@@ -17,8 +17,8 @@ std::string extract(const char *s, const regmatch_t &rm)
 }
 
 /* The pair on one line, if there is one. The match starts behind leading blanks while its offsets are applied
- * to the whole line: an indented entry comes out shifted and sets no key. Systems prepared with indented,
- * disabled entries rely on that. */
+ * to the whole line, so an indented entry comes out shifted and sets no key. That is kept: an indented entry
+ * is off. */
 static std::optional<config_pair> parse_line(const std::string &line, const regex_t *pattern)
 {
     size_t start = 0;

@@ -4,7 +4,6 @@
 #include "base/settings.h"
 #include "base/text.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -20,12 +19,9 @@ static const char *const libdirs[] = {"/lib", "/usr/lib", "/usr/local/lib"};
 
 static int open_standard_streams()
 {
-    int fd;
-    do
-        fd = open("/dev/null", O_RDWR);
-    while (fd != -1 && fd <= STDERR_FILENO);
-    if (fd == -1) return 0;
-    close(fd);
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
+        if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", O_RDWR) != fd)
+            return 0; /* the lowest free one: fd */
     return 1;
 }
 
@@ -36,6 +32,7 @@ int prepare_process()
         return 0;
     }
     signal(SIGCHLD, SIG_DFL); /* ignored, it would hide how a flashing tool ended */
+    signal(SIGPIPE, SIG_IGN); /* nobody reading the trace is no reason to stop between two drives */
     if (setenv("HOME", "/", 0) == -1) {
         perror("HOME");
         return 0;

@@ -4,9 +4,8 @@
 #include <string>
 
 /* Makes descriptors 0 to 2 refer to something, so that no file opened later, least of all a drive, takes the
- * place of a standard stream; undoes an inherited disregard of ended children; sets HOME to "/" when it is
- * not set; changes to
- * "/". Returns 1, or 0 with a message. */
+ * place of a standard stream; undoes an inherited disregard of ended children, and disregards readers that
+ * went away; sets HOME to "/" unless it is set; changes to "/". Returns 1, or 0 with a message. */
 int prepare_process();
 
 /* Puts the program directories of the tree below reldir in front of PATH. Returns 1, or 0 with a message. */

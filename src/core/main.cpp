@@ -13,6 +13,7 @@
 #include "device/dev.h"
 #include "device/sgen/discovery.h"
 #include "device/sgen/operations.h"
+#include "device/storelib/controller.h"
 #include "device/storelib/discovery.h"
 #include "revision.h"
 #include "targets/listings.h"
@@ -23,12 +24,15 @@
 #include "workflows/smart.h"
 #include "workflows/unload_load.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
+#include <string>
 #include <strings.h>
 #include <unistd.h>
 
-constexpr int exit_startup = 1;
+constexpr int exit_failure = 1;
 constexpr int exit_usage = 255;
 
 constexpr char MapName[] = "Map.txt";
@@ -174,7 +178,7 @@ static void show_versions(int count)
 
 int main(int argc, char *argv[])
 {
-    if (!prepare_process()) return exit_startup;
+    if (!prepare_process()) return exit_failure;
     const char *pname = argc > 0 ? argv[0] : "vandrel";
 
     run_options opts = {};
@@ -188,7 +192,7 @@ int main(int argc, char *argv[])
 
     const std::optional<config_pairs> config = apply_config(&opts);
     const run_paths paths = derive_paths(opts);
-    if (opts.reldir && !move_into_tree(pname, paths, &opts)) return exit_startup;
+    if (opts.reldir && !move_into_tree(pname, paths, &opts)) return exit_failure;
     if (opts.list_only && opts.targets) {
         fprintf(stderr, "%s: -l/--list and -T/--targets are mutually exclusive\n", pname);
         return exit_usage;
@@ -206,6 +210,10 @@ int main(int argc, char *argv[])
     choose_keyboard(config, opts);
 
     const int answer = run_mode(opts, paths);
+    if (fflush(stdout) == EOF || ferror(stdout)) {
+        perror("standard output");
+        return exit_failure; /* a script must not take what it got for the whole */
+    }
     if (!opts.reldir && answer) execlp("init", "init", "0", nullptr);
     return 0;
 }

@@ -1,7 +1,5 @@
 #include "device/identity.h"
 
-#include "device/bytes.h"
-
 #include <algorithm>
 #include <cctype>
 #include <cstring>
@@ -47,9 +45,8 @@ static bool has_short_serial(const text &vendor, const text &model)
 std::string extract_serial(const uint8_t *page, size_t nbytes, const text &vendor, const text &model)
 {
     if (nbytes < vpd_header_size) return {};
-    const size_t page_length = get_be(page + 2, 2);
     const uint8_t *start = page + vpd_header_size;
-    const uint8_t *end = start + std::min(page_length, nbytes - vpd_header_size);
+    const uint8_t *end = page + nbytes;
     while (start < end && isspace(*start))
         ++start;
 

@@ -39,9 +39,8 @@ std::string ATA_strdup(const uint8_t *ptr, unsigned first, unsigned last);
  * white space, ended by a NUL if one stands in it. Leading white space is kept. */
 std::string extract_string(const uint8_t *data, size_t nbytes, const text_field &field);
 
-/* The serial number in a unit serial number page of `nbytes` bytes as received: from byte 4, the page
- * length's many characters (never past the data), less leading white space. Drives of one maker append
- * further characters to theirs: theirs are cut to 8. */
+/* The serial number in a unit serial number page of `nbytes` bytes: what stands behind its header, less
+ * leading white space. Drives of one maker append further characters to theirs: theirs are cut to 8. */
 std::string extract_serial(const uint8_t *page, size_t nbytes, const text &vendor, const text &model);
 
 /* Takes vendor ("ATA"), model, rev and serial from IDENTIFY DEVICE data. */

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <cstdarg>
+#include <ctime>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -14,16 +15,24 @@ constexpr int bogus_exit_status = 0x2e;
 constexpr int exec_failed_status = 1;
 constexpr useconds_t spinner_step_us = 50000;
 
+/* Whole seconds of a clock that nobody sets. */
+static time_t uptime_s()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
+
 /* The child: its output into the log, then the tool. A log that can't be opened leaves the output where the
  * program's own goes. */
 [[noreturn]] static void run_tool(const Cmd &cmd, const char *log_path)
 {
-    const int log = open_for_append(log_path);
-    if (log == -1) {
-        perror(log_path);
-    } else {
-        dup2(log, STDOUT_FILENO);
-        dup2(log, STDERR_FILENO);
+    for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
+        const int log = open_for_append(log_path);
+        if (log == -1)
+            perror(log_path);
+        else
+            dup2(log, stream);
     }
     execvp(cmd.argv[0], cmd.argv.data());
     perror(cmd.argv[0]);
@@ -113,7 +122,7 @@ static void report_success(const attempt_info &info, unsigned seconds, FILE *log
 attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
 {
     const hold_signals hold;
-    const time_t start = time(nullptr);
+    const time_t start = uptime_s();
     const pid_t pid = fork();
     if (pid == -1) {
         perror("fork");
@@ -129,7 +138,7 @@ attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
         wait_with_spinner(pid, &wait_status, info);
     else
         wait_for(pid, &wait_status, 0);
-    const auto seconds = static_cast<unsigned>(time(nullptr) - start);
+    const auto seconds = static_cast<unsigned>(uptime_s() - start);
 
     const file_ptr log = append_file(info.log_path);
     if (verbose) {

@@ -4,7 +4,6 @@
 #include "device/dev.h"
 
 #include <cstdio>
-#include <ctime>
 
 /* Which drive of how many, and how the attempt is shown. */
 struct attempt_info {

@@ -1,31 +1,30 @@
 #include "workflows/question.h"
 
 #include <cstdio>
-#include <cstring>
+#include <string>
 
-constexpr size_t answer_size = 32;
+constexpr size_t max_answer_len = 31;
 
-/* Throws away what is left of a line that was longer than the room for it. */
-static void drop_rest_of_line(const char *answer)
+/* Reads one line and keeps what fits of it; the rest is part of this answer, not the next one. Returns 0 at
+ * the end of input. */
+static int read_answer(std::string *answer)
 {
-    if (strchr(answer, '\n')) return;
+    answer->clear();
     int c;
-    do
-        c = getchar();
-    while (c != '\n' && c != EOF);
+    while ((c = getchar()) != EOF && c != '\n')
+        if (answer->size() < max_answer_len) answer->push_back(static_cast<char>(c));
+    return c != EOF || !answer->empty();
 }
 
 int yorn(const char *question)
 {
     printf("%s? ", question);
     fflush(stdout);
-    for (;;) {
+    for (std::string answer;;) {
         printf("Please enter \"Yes\" or \"No\": ");
         fflush(stdout);
-        char answer[answer_size];
-        if (!fgets(answer, sizeof answer, stdin)) return 0;
-        drop_rest_of_line(answer);
-        if (strncmp(answer, "Yes", 3) == 0) return 1;
-        if (strncmp(answer, "No", 2) == 0) return 0;
+        if (!read_answer(&answer)) return 0;
+        if (answer.starts_with("Yes")) return 1;
+        if (answer.starts_with("No")) return 0;
     }
 }

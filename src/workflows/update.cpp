@@ -8,6 +8,8 @@
 #include "workflows/flash.h"
 #include "workflows/question.h"
 
+#include <cerrno>
+
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -20,20 +22,23 @@ constexpr unsigned pause_s = 10;
  * not escaped. */
 static std::string join_command(const Cmd &cmd)
 {
-    std::string line;
-    for (const std::string &word : cmd.words)
-        line += line.empty() ? word : " '" + word + "'";
+    std::string line = cmd.words.front();
+    for (size_t i = 1; i < cmd.words.size(); ++i)
+        line += " '" + cmd.words[i] + "'";
     return format_text(command_line_size, "%s", line.c_str());
 }
 
+/* Everything that goes into the script goes whole: whenever a signal ends the run, what is on disk can be
+ * run. */
 static void write_script_entry(FILE *script, const std::string &line)
 {
+    const hold_signals hold;
     fprintf(script, "for count in $(seq 1 6); do\n");
     fprintf(script, "    %s\n", line.c_str());
     fprintf(script, "    if [ $? -eq 0 ]; then break; fi\n");
     fprintf(script, "    sleep 10\n");
     fprintf(script, "done\n");
-    if (fflush(script) == EOF) perror(COMMANDS); /* complete on disk whenever a signal ends the run */
+    if (fflush(script) == EOF) perror(COMMANDS);
 }
 
 /* Appends one line to the log, if the log can be opened. */
@@ -41,6 +46,13 @@ static void log_line(const char *log_path, const char *fmt, const char *argument
 {
     const file_ptr log = append_file(log_path);
     if (log) fprintf(log.get(), fmt, argument); // NOLINT(clang-diagnostic-format-nonliteral)
+}
+
+static void pause_between_attempts()
+{
+    unsigned left = pause_s;
+    while (left > 0)
+        left = sleep(left); /* a signal that is handled, such as a resized terminal's, cuts it short */
 }
 
 /* Attempts until one succeeds, pausing after each failure. Returns 1, or 0 when all of them failed. */
@@ -52,7 +64,7 @@ static int flash_with_retries(Dev *dev, const Cmd &cmd, const attempt_info &info
         if (result == attempt_succeeded) return 1;
         if (result == attempt_not_started) break; /* not counted as an error of the drive's */
         ++errors;
-        sleep(pause_s);
+        pause_between_attempts();
     }
     return errors == 0;
 }
@@ -97,8 +109,7 @@ void do_update_one_device(gpointer data, gpointer user_data)
 static void back_up_log(const std::string &path, bool in_tmp)
 {
     if (in_tmp && is_symlink(path.c_str())) return;
-    if (access(path.c_str(), F_OK) == 0 && rename(path.c_str(), (path + "~").c_str()) == -1)
-        perror(path.c_str());
+    if (rename(path.c_str(), (path + "~").c_str()) == -1 && errno != ENOENT) perror(path.c_str());
 }
 
 static void offer_log(const update_args *args)
@@ -125,6 +136,7 @@ void start_update(GList *devlist, update_args *argsp)
     /* From here on the process keeps this umask: every file of the run gets the same permissions. */
     argsp->script = script.get();
     fprintf(script.get(), "#! /bin/bash\n");
+    if (fflush(script.get()) == EOF) perror(COMMANDS);
     back_up_log(Log_path, argsp->yes != 0);
 
     argsp->numerrors = 0;

@@ -2,6 +2,7 @@
  * Translation). */
 #pragma once
 
+#include "device/ata.h"
 #include "device/cdb.h"
 
 #include <cstdint>
@@ -11,14 +12,6 @@ namespace sgen
 
 constexpr uint8_t ATA_PASS_THROUGH_16 = 0x85;
 constexpr uint8_t ATA_PASS_THROUGH_12 = 0xA1;
-
-/* ATA commands (ACS) that this back-end sends, and what some of them want in their registers. */
-constexpr uint8_t ATA_READ_VERIFY = 0x40;
-constexpr uint8_t ATA_READ_VERIFY_EXT = 0x42;
-constexpr uint8_t ATA_SMART = 0xB0;
-constexpr uint8_t ATA_IDENTIFY_DEVICE = 0xEC;
-constexpr uint32_t ATA_SMART_READ_DATA = 0xD0;
-constexpr lba_t ATA_SMART_SIGNATURE = 0xC24F00;
 
 /* SAT ATA PASS-THROUGH(16). The first of each byte pair holds the high bytes of a 48-bit command's registers.
  */

@@ -4,6 +4,7 @@
 #include "device/cdb.h"
 #include "device/sgen/operations.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -17,7 +18,8 @@ constexpr size_t mode_header_size =
 constexpr size_t descriptor_length_at = 3;
 constexpr size_t rcd_byte = 2; /* in the page */
 constexpr uint8_t rcd_bit = 0x01;
-constexpr uint8_t ps_bit = 0x80; /* "page is savable", reserved in MODE SELECT */
+constexpr uint8_t page_code_mask = 0x3F; /* of the page's first byte */
+constexpr uint8_t ps_bit = 0x80;         /* "page is savable", reserved in MODE SELECT */
 
 static int mode_sense_caching(Dev *dev, std::vector<uint8_t> *data)
 {
@@ -28,8 +30,19 @@ static int mode_sense_caching(Dev *dev, std::vector<uint8_t> *data)
     return scsi_cmd_in(dev, cdb, cdblen, data->data(), data->size());
 }
 
+/* True when the reply holds the caching page where its header says that the page starts, up to the RCD bit.
+ * Another page, or zeros where a short reply ended, must not be sent back to the drive as its new settings.
+ */
+static bool holds_caching_page(const std::vector<uint8_t> &data)
+{
+    if (data.size() < mode_header_size) return false;
+    const size_t received = std::min(data.size(), static_cast<size_t>(data[0]) + 1);
+    const size_t page = mode_header_size + data[descriptor_length_at];
+    return page + rcd_byte < received && (data[page] & page_code_mask) == caching_page;
+}
+
 /* Reads header and page: first the header for its length, then as much. Empty, with a message, on refusal and
- * when what came is too short to hold the RCD bit where the header says the page starts. */
+ * when the page is not in what came. */
 static std::vector<uint8_t> read_caching_page(Dev *dev)
 {
     std::vector<uint8_t> data(mode_header_size);
@@ -37,9 +50,7 @@ static std::vector<uint8_t> read_caching_page(Dev *dev)
         data.assign(static_cast<size_t>(data[0]) + 1, 0);
         if (mode_sense_caching(dev, &data)) {
             dump("Caching mode page 8h (pre)", data.data(), data.size());
-            if (data.size() > descriptor_length_at &&
-                mode_header_size + data[descriptor_length_at] + rcd_byte < data.size())
-                return data;
+            if (holds_caching_page(data)) return data;
         }
     }
     fprintf(stderr, "Failed to MODE SENSE Caching mode page 8h\n");

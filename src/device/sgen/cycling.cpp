@@ -1,5 +1,6 @@
 /* cycling.cpp - full-stroke head movement between the first and the last block. */
 #include "base/settings.h"
+#include "base/signals.h"
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
 #include "device/sgen/operations.h"
@@ -10,7 +11,6 @@
 namespace sgen
 {
 
-constexpr lba_t max_lba_28_bit = 0x0FFFFFFF;
 constexpr lba_t max_lba_read6 = 0x1FFFFF;
 constexpr lba_t max_lba_read10 = 0xFFFFFFFF;
 
@@ -25,7 +25,7 @@ static void cycle_ATA(Dev *dev, uint32_t count)
 {
     cdb_t first_end;
     cdb_t far_end;
-    const uint8_t far_command = dev->maxlba > max_lba_28_bit ? ATA_READ_VERIFY_EXT : ATA_READ_VERIFY;
+    const uint8_t far_command = dev->maxlba > ATA_MAX_LBA_28_BIT ? ATA_READ_VERIFY_EXT : ATA_READ_VERIFY;
     const size_t first_len = build_SAT_cdb(first_end, ATA_READ_VERIFY, 0, 1, 0);
     const size_t far_len = build_SAT_cdb(far_end, far_command, 0, 1, dev->maxlba);
 
@@ -64,7 +64,7 @@ static void cycle_SCSI(Dev *dev, uint32_t count)
 
     if (verbose) fprintf(stderr, "Initial Load");
     scsi_cmd_in(dev, far_end, far_len, block.get(), dev->blklen);
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
         if (verbose) fprintf(stderr, "Unload");
         scsi_cmd_in(dev, first_end, first_len, block.get(), dev->blklen);
         if (verbose) fprintf(stderr, " Load");
@@ -82,6 +82,7 @@ void do_unload_load(Dev *dev, uint32_t count)
         cycle_ATA(dev, count);
         return;
     }
+    const hold_signals hold; /* a request to end the program shortens the cycling but leaves no cache off */
     const uint32_t old_rcd = set_RCD(dev, 1); /* the reads must reach the medium, not the cache */
     cycle_SCSI(dev, count);
     set_RCD(dev, old_rcd);

@@ -9,6 +9,7 @@
 #include "device/sgen/sysfs.h"
 #include "device/sgen/transport.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <fcntl.h>
 #include <vector>
@@ -76,8 +77,8 @@ int get_ATA_info(Dev *dev)
     if (words(data, word_sector_size, 1) & has_long_sectors)
         dev->blklen = words(data, word_sector_words, 2) * 2;
 
-    /* Four words, although the 28-bit capacity has only two: the drives this program meets keep 62-63 zero or
-     * mean them as the rest of the number. */
+    /* Four words, although the 28-bit capacity has only two: what was measured with this program counts words
+     * 62-63 in, so they go on being counted. */
     dev->maxlba = words(data, word_capacity, 4);
     const bool addresses_48_bits = (words(data, word_command_sets, 1) & has_48_bit_mask) == has_48_bit;
     if (addresses_48_bits && dev->maxlba == max_28_bit_blocks) dev->maxlba = words(data, word_capacity_48, 4);
@@ -129,6 +130,8 @@ int rdcap(Dev *dev)
     }
 
     if (verbose) fprintf(stderr, "READ CAPACITY(16) failed, trying READ CAPACITY(10)\n");
+    std::fill(std::begin(data), std::end(data),
+              uint8_t{0}); /* nothing of the failed command's is to be seen */
     cdblen = build_CDB(cdb, READ_CAPACITY_10, 0, sizeof data, CDB_OPTION_END);
     if (!scsi_cmd_in(dev, cdb, cdblen, data, sizeof data)) return 0;
     dev->maxlba = get_be(data, 4);

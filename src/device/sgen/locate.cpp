@@ -1,4 +1,5 @@
 /* locate.cpp - making a drive recognisable by its activity light. */
+#include "base/signals.h"
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
 #include "device/sgen/operations.h"
@@ -34,6 +35,7 @@ void start_locate(Dev *dev)
     }
     if (dev->locate_pid != 0) return;
 
+    reset_signals_in_child(); /* the menu it is started from holds them */
     /* However the program ends, the light must not go on blinking. */
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(0);

@@ -1,14 +1,13 @@
-/* discovery.h - the disk drives behind RAID controllers. */
+/* discovery.h - the disk drives behind the controllers. */
 #pragma once
 
-#include "base/text.h"
 #include "list/list.h"
 
 namespace storelib
 {
 
-void init_storelib(const text &reldir);
+/* Adds a record with this back-end's operations for every disk drive of every known controller to devlist, in
+ * the order of compare_devices, and returns the list. Drives already listed are left out. */
 GList *scan_devices_storelib(GList *devlist);
-void exit_storelib();
 
 } // namespace storelib

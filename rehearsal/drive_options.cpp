@@ -1,0 +1,148 @@
+#include "drive_options.h"
+
+#include "text.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr uint64_t max_flash_seconds = 86400;
+
+template <bool drive_spec::*flag>
+bool set_flag(drive_spec &spec, std::string_view)
+{
+    spec.*flag = true;
+    return true;
+}
+
+template <std::string drive_spec::*text>
+bool set_text(drive_spec &spec, std::string_view value)
+{
+    spec.*text = value;
+    return true;
+}
+
+/* Serves plain numbers and those that may be unset. */
+template <auto number, uint64_t max = UINT64_MAX>
+bool set_number(drive_spec &spec, std::string_view value)
+{
+    const auto parsed = parse_number(value);
+    if (!parsed || *parsed > max) return false;
+    spec.*number = *parsed;
+    return true;
+}
+
+bool set_seconds(drive_spec &spec, std::string_view value)
+{
+    const std::string text(value);
+    char *end = nullptr;
+    spec.flash_seconds = strtod(text.c_str(), &end);
+    return !text.empty() && *end == '\0' && spec.flash_seconds >= 0 &&
+           spec.flash_seconds <= max_flash_seconds;
+}
+
+/* "187=3" of smart-187=3 arrives here whole: the attribute is part of the word's name. */
+bool set_smart(drive_spec &spec, std::string_view value)
+{
+    const auto id = parse_number(cut_word(value, '='));
+    const auto raw = parse_number(value);
+    if (!id || *id < 1 || *id > 255 || !raw || *raw >> 48 != 0) return false;
+    spec.smart.emplace_back(static_cast<uint8_t>(*id), *raw);
+    return true;
+}
+
+bool add_attributes(drive_spec &spec, std::string_view value)
+{
+    while (!value.empty())
+        spec.no_attribute.emplace_back(cut_word(value, ','));
+    return !spec.no_attribute.empty();
+}
+
+template <effect kind>
+bool add_faults(drive_spec &spec, std::string_view value)
+{
+    do {
+        auto parsed = parse_fault(kind, cut_word(value, ','));
+        if (!parsed) return false;
+        spec.faults.push_back(std::move(*parsed));
+    } while (!value.empty());
+    return true;
+}
+
+bool refuse_identify(drive_spec &spec, std::string_view)
+{
+    return add_faults<effect::refuse>(spec, "ata-EC");
+}
+
+// clang-format off
+constexpr drive_option option_table[] = {
+    /* name                  value                       effect */
+    {"serial",               "TEXT",                     set_text<&drive_spec::serial>},
+    {"blocks",               "N",                        set_number<&drive_spec::blocks>},
+    {"block-length",         "BYTES",                    set_number<&drive_spec::block_length, UINT32_MAX>},
+    {"type",                 "N",                        set_number<&drive_spec::device_type, 31>},
+    {"read-cache-disabled",  nullptr,                    set_flag<&drive_spec::read_cache_disabled>},
+    {"smart-ID",             "RAW",                      set_smart},
+    {"host-driver",          "NAME",                     set_text<&drive_spec::host_driver>},
+    {"no-attribute",         "NAME[,NAME...]",           add_attributes},
+    {"no-block",             nullptr,                    set_flag<&drive_spec::no_block>},
+    {"old-block-link",       nullptr,                    set_flag<&drive_spec::old_block_link>},
+    {"no-generic",           nullptr,                    set_flag<&drive_spec::no_generic>},
+    {"no-node",              nullptr,                    set_flag<&drive_spec::no_node>},
+    {"no-identify",          nullptr,                    refuse_identify},
+    {"refuse",               "CMD[,CMD...]",             add_faults<effect::refuse>},
+    {"sense",                "CMD:BYTES[,...]",          add_faults<effect::sense>},
+    {"status",               "CMD:N[,...]",              add_faults<effect::status>},
+    {"host-status",          "CMD:N[,...]",              add_faults<effect::host_status>},
+    {"driver-status",        "CMD:N[,...]",              add_faults<effect::driver_status>},
+    {"hang",                 "CMD[,CMD...]",             add_faults<effect::hang>},
+    {"enodev",               "CMD[,CMD...]",             add_faults<effect::enodev>},
+    {"short",                "CMD:LENGTH[,...]",         add_faults<effect::cut>},
+    {"answer",               "CMD:BYTES[,...]",          add_faults<effect::answer>},
+    {"patch",                "CMD:OFFSET:BYTES[,...]",   add_faults<effect::patch>},
+    {"faults-after",         "N",                        set_number<&drive_spec::faults_after>},
+    {"gone-after",           "N",                        set_number<&drive_spec::gone_after>},
+    {"flash-revision",       "TEXT",                     set_text<&drive_spec::flash_revision>},
+    {"flash-fails",          "N",                        set_number<&drive_spec::flash_fails>},
+    {"flash-exit",           "STATUS",                   set_number<&drive_spec::flash_exit, 255>},
+    {"flash-signal",         "N",                        set_number<&drive_spec::flash_signal, 64>},
+    {"flash-seconds",        "S",                        set_seconds},
+    {"flash-noise",          "BYTES",                    set_number<&drive_spec::flash_noise>},
+};
+// clang-format on
+
+constexpr std::string_view smart_prefix = "smart-";
+
+} // namespace
+
+std::span<const drive_option> drive_options()
+{
+    return option_table;
+}
+
+std::string apply_option(drive_spec &spec, std::string_view name, std::optional<std::string_view> value)
+{
+    std::string smart_value;
+    std::string_view key = name;
+    if (name.starts_with(smart_prefix) && value) {
+        smart_value = std::string(name.substr(smart_prefix.size())) + "=" + std::string(*value);
+        value = smart_value;
+        key = "smart-ID";
+    }
+    for (const drive_option &option : option_table) {
+        if (key != option.name) continue;
+        if (option.value == nullptr && value) return format_text("\"%s\" takes no value", option.name);
+        if (option.value != nullptr && !value) return format_text("\"%s\" needs a value", option.name);
+        if (option.set(spec, value.value_or(""))) return {};
+        return format_text("bad value of \"%s\", expected %s=%s", std::string(name).c_str(), option.name,
+                           option.value);
+    }
+    return format_text("unknown word \"%s\"", std::string(name).c_str());
+}
+
+} // namespace rehearsal

@@ -1,0 +1,156 @@
+#include "inventory.h"
+
+#include "drive_options.h"
+#include "text.h"
+
+#include <algorithm>
+#include <climits>
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr std::string_view blanks = " \t";
+
+std::string_view skip_blanks(std::string_view text)
+{
+    const size_t start = text.find_first_not_of(blanks);
+    return start == std::string_view::npos ? std::string_view() : text.substr(start);
+}
+
+/* The number up to the next comma, which is cut off as well. */
+bool take_number(std::string_view &text, unsigned &number)
+{
+    const auto value = parse_number(cut_word(text, ','));
+    if (!value || *value > UINT_MAX) return false;
+    number = static_cast<unsigned>(*value);
+    return true;
+}
+
+/* "revision,new revision,image;" at the start of text, which is then cut off. A model may hold the same
+ * punctuation as the line itself, so its end is found by trying whether this fits behind it. */
+bool take_tail(std::string_view &text, drive_spec &spec)
+{
+    std::string_view rest = text;
+    const std::string_view rev = cut_word(rest, ',');
+    const std::string_view new_rev = cut_word(rest, ',');
+    std::string_view image;
+    if (rest.starts_with("-;")) {
+        image = "-";
+        rest.remove_prefix(2);
+    } else {
+        const size_t end = rest.find("\";");
+        if (!rest.starts_with('"') || end == std::string_view::npos || end == 0) return false;
+        image = rest.substr(1, end - 1);
+        rest.remove_prefix(end + 2);
+    }
+    if (!rest.empty() && blanks.find(rest.front()) == std::string_view::npos) return false;
+    spec.rev = rev;
+    spec.new_rev = new_rev;
+    spec.image = image;
+    text = rest;
+    return true;
+}
+
+/* The fields of a listing's line; text is left at what follows the semicolon. The result says what is wrong.
+ */
+const char *take_listing(std::string_view &text, drive_spec &spec)
+{
+    static constexpr std::string_view model_start = ",\"";
+    static constexpr std::string_view model_end = "\",";
+    spec.adapter = cut_word(text, ',');
+    if (spec.adapter.empty() || spec.adapter.find('/') != std::string::npos || spec.adapter.starts_with('.'))
+        return "the adapter is neither the name of a block device nor a controller's number";
+    if (!take_number(text, spec.host)) return "the host is not a number";
+    if (!take_number(text, spec.slot)) return "the slot is not a number";
+    const size_t vendor_len = text.find(model_start);
+    if (vendor_len == std::string_view::npos) return "no model in double quotes after the vendor";
+    spec.vendor = text.substr(0, vendor_len);
+    text.remove_prefix(vendor_len + model_start.size());
+    for (size_t len = text.find(model_end); len != std::string_view::npos;
+         len = text.find(model_end, len + 1)) {
+        std::string_view rest = text.substr(len + model_end.size());
+        if (!take_tail(rest, spec)) continue;
+        spec.model = text.substr(0, len);
+        text = rest;
+        return nullptr;
+    }
+    return "expected \"model\",revision,new revision and an image in double quotes or -, ended by ;";
+}
+
+/* Cuts the next word off text: a name and, if there is a '=', its value less the quotes around it. */
+bool take_word(std::string_view &text, std::string_view &name, std::optional<std::string_view> &value)
+{
+    const size_t name_len = text.find_first_of("= \t");
+    name = text.substr(0, name_len);
+    text.remove_prefix(name.size());
+    value.reset();
+    if (!text.starts_with('=')) return true;
+    text.remove_prefix(1);
+    const bool is_quoted = text.starts_with('"');
+    if (is_quoted) text.remove_prefix(1);
+    const size_t len = text.find_first_of(is_quoted ? "\"" : blanks);
+    if (is_quoted && len == std::string_view::npos) return false;
+    value = text.substr(0, len);
+    text.remove_prefix(value->size() + (is_quoted ? 1 : 0));
+    return true;
+}
+
+std::string parse_line(std::string_view text, drive_spec &spec)
+{
+    if (const char *error = take_listing(text, spec)) return error;
+    for (text = skip_blanks(text); !text.empty(); text = skip_blanks(text)) {
+        std::string_view name;
+        std::optional<std::string_view> value;
+        if (!take_word(text, name, value)) return "a value lacks its closing double quote";
+        if (std::string error = apply_option(spec, name, value); !error.empty()) return error;
+    }
+    return {};
+}
+
+/* What depends on the other lines or follows from the line itself. */
+void complete_drive(const std::vector<drive_spec> &earlier, drive_spec &spec)
+{
+    spec.index = static_cast<unsigned>(earlier.size());
+    spec.lun =
+        static_cast<unsigned>(std::count_if(earlier.begin(), earlier.end(), [&](const drive_spec &other) {
+            return other.host == spec.host && other.slot == spec.slot;
+        }));
+    if (spec.serial.empty()) spec.serial = format_text("SIM%05u", spec.index + 1);
+    if (spec.adapter == "sdX") spec.no_block = true; /* what the listing says of a drive without one */
+}
+
+} // namespace
+
+std::string drive_spec::label() const
+{
+    return format_text("%s,%u,%u", adapter.c_str(), host, slot);
+}
+
+std::string drive_spec::address() const
+{
+    return format_text("%u:0:%u:%u", host, slot, lun);
+}
+
+inventory parse_inventory(std::string_view text)
+{
+    inventory result;
+    for (unsigned number = 1; !text.empty(); number++) {
+        std::string_view line = cut_word(text, '\n');
+        if (line.ends_with('\r')) line.remove_suffix(1);
+        line = skip_blanks(line);
+        if (line.empty() || line.starts_with('#')) continue;
+        drive_spec spec;
+        if (const std::string error = parse_line(line, spec); !error.empty()) {
+            result.errors.push_back(format_text("%u: %s", number, error.c_str()));
+            continue;
+        }
+        complete_drive(result.drives, spec);
+        result.drives.push_back(std::move(spec));
+    }
+    return result;
+}
+
+} // namespace rehearsal

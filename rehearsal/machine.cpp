@@ -1,0 +1,48 @@
+#include "machine.h"
+
+#include "files.h"
+#include "inventory.h"
+
+#include <cstdlib>
+#include <memory>
+
+namespace rehearsal
+{
+
+namespace
+{
+
+std::unique_ptr<machine> read_machine()
+{
+    const char *const dir = getenv(dir_variable);
+    if (dir == nullptr) return nullptr;
+    auto m = std::make_unique<machine>();
+    m->dir = dir;
+    std::string text;
+    if (!read_file(m->inventory_path(), text)) return nullptr;
+    m->drives = parse_inventory(text).drives;
+    return m;
+}
+
+} // namespace
+
+const machine *current_machine()
+{
+    /* Never freed: the program may still close drives while the process ends. */
+    static const machine *const m = read_machine().release();
+    return m;
+}
+
+const drive_spec *find_direct_drive(const machine &m, unsigned host, unsigned target)
+{
+    for (const drive_spec &spec : m.drives)
+        if (!spec.is_behind_controller() && spec.host == host && spec.slot == target) return &spec;
+    return nullptr;
+}
+
+void log_event(const machine &m, const drive_spec &spec, std::string_view text)
+{
+    append_to_file(m.dir + "/commands.log", spec.label() + " " + std::string(text) + "\n");
+}
+
+} // namespace rehearsal

@@ -1,0 +1,76 @@
+#include "sg_transport.h"
+
+#include "ata_commands.h"
+#include "simulated_drive.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr unsigned max_transfer = 256U << 20; /* the driver takes less than this */
+constexpr uint8_t driver_sense = 0x08;        /* "sense data is there", set by the driver itself */
+
+bool decode_direction(int dxfer_direction, direction &dir)
+{
+    switch (dxfer_direction) {
+    case SG_DXFER_NONE:
+        dir = direction::none;
+        return true;
+    case SG_DXFER_TO_DEV:
+        dir = direction::out;
+        return true;
+    case SG_DXFER_FROM_DEV:
+    case SG_DXFER_TO_FROM_DEV:
+        dir = direction::in;
+        return true;
+    default:
+        return false;
+    }
+}
+
+void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
+{
+    header.status = out.status;
+    header.masked_status = (out.status >> 1) & 0x1f;
+    header.msg_status = 0;
+    header.host_status = out.host_status;
+    header.driver_status = out.driver_status;
+    header.resid = static_cast<int>(data_len - out.transferred);
+    header.duration = out.duration_ms;
+    header.sb_len_wr = 0;
+    if (out.status == status_check_condition) {
+        header.driver_status |= driver_sense;
+        const size_t len = header.sbp == nullptr ? 0 : std::min<size_t>(out.sense.size(), header.mx_sb_len);
+        std::copy_n(out.sense.begin(), len, header.sbp);
+        header.sb_len_wr = static_cast<unsigned char>(len);
+    }
+    const bool is_clean = out.status == 0 && header.host_status == 0 && header.driver_status == 0;
+    header.info = is_clean ? SG_INFO_OK : SG_INFO_CHECK;
+}
+
+} // namespace
+
+int answer_sg_io(const machine &m, const drive_spec &spec, sg_io_hdr_t &header)
+{
+    if (header.interface_id != 'S') return ENOSYS;
+    if (header.cmdp == nullptr || header.cmd_len < 6) return EMSGSIZE;
+    request req{};
+    if (!decode_direction(header.dxfer_direction, req.dir) || header.iovec_count != 0) return EINVAL;
+    if (header.dxfer_len >= max_transfer) return EINVAL;
+    req.bytes = {header.cmdp, header.cmd_len};
+    req.ata = decode_pass_through(req.bytes);
+    req.timeout_ms = header.timeout;
+    if (req.dir != direction::none && header.dxferp != nullptr)
+        req.data = {static_cast<uint8_t *>(header.dxferp), header.dxfer_len};
+    const outcome out = run_command(m, spec, req);
+    if (out.error == 0) fill_in(header, out, req.data.size());
+    return out.error;
+}
+
+} // namespace rehearsal

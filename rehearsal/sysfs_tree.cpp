@@ -1,0 +1,148 @@
+#include "sysfs_tree.h"
+
+#include "drive_state.h"
+#include "files.h"
+#include "scsi_commands.h"
+#include "text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr char usual_host_driver[] = "mpt3sas";
+constexpr char no_driver[] = "none";
+
+/* Builds files and links and keeps the first thing that failed. */
+class tree_builder
+{
+  public:
+    void add_file(const std::string &path, std::string_view text)
+    {
+        add_dir(fs::path(path).parent_path());
+        if (!write_file(path, text)) fail(path, strerror(errno));
+    }
+    void add_link(const std::string &path, const std::string &target)
+    {
+        add_dir(fs::path(path).parent_path());
+        std::error_code error;
+        fs::create_symlink(target, path, error);
+        if (error) fail(path, error.message());
+    }
+    void add_dir(const std::string &path)
+    {
+        std::error_code error;
+        fs::create_directories(path, error);
+        if (error) fail(path, error.message());
+    }
+    void remove(const std::string &path)
+    {
+        std::error_code error;
+        fs::remove_all(path, error);
+        if (error) fail(path, error.message());
+    }
+    const std::string &error() const { return error_; }
+
+  private:
+    void fail(const std::string &path, const std::string &why)
+    {
+        if (error_.empty()) error_ = path + ": " + why;
+    }
+
+    std::string error_;
+};
+
+/* The kernel fills such a text up with blanks to its width. */
+std::string attribute_text(std::string text, size_t width)
+{
+    text.resize(std::max(text.size(), width), ' ');
+    return text + "\n";
+}
+
+void add_attributes(tree_builder &tree, const drive_spec &spec, const drive_state &state,
+                    const std::string &device)
+{
+    constexpr size_t inquiry_model_len = 16;
+    /* An ATA drive's model is longer than what passes through INQUIRY; of others the listing has what INQUIRY
+     * gave. */
+    const std::string model = spec.is_ata() ? spec.model.substr(0, inquiry_model_len) : spec.model;
+    const std::pair<const char *, std::string> attributes[] = {
+        {"type", std::to_string(spec.device_type) + "\n"},
+        {       "vendor",                   attribute_text(spec.vendor,                                           8)},
+        { "model", attribute_text(model,                                         inquiry_model_len)},
+        {      "rev",          attribute_text(inquiry_revision(spec,           state), 4)},
+    };
+    const auto &left_out = spec.no_attribute;
+    for (const auto &[name, text] : attributes)
+        if (std::find(left_out.begin(), left_out.end(), name) == left_out.end())
+            tree.add_file(device + "/" + name, text);
+}
+
+void add_drive(tree_builder &tree, const machine &m, const drive_spec &spec)
+{
+    const std::string address = spec.address();
+    const std::string node = "sg" + std::to_string(spec.index);
+    const std::string up = "../../../" + address; /* from a subdirectory's entry back to the device */
+    const std::string place =
+        format_text("devices/host%u/target%u:0:%u/%s", spec.host, spec.host, spec.slot, address.c_str());
+    const std::string device = m.sys_dir() + "/" + place;
+    tree.add_dir(device);
+    add_attributes(tree, spec, read_state(m, spec), device);
+    tree.add_link(device + "/scsi_device/" + address + "/device", up);
+    tree.add_link(device + "/scsi_generic/" + node + "/device", up);
+    if (!spec.no_generic) tree.add_link(device + "/generic", "scsi_generic/" + node);
+    if (spec.old_block_link)
+        tree.add_link(device + "/block:" + spec.adapter, "../../../../block/" + spec.adapter);
+    else if (!spec.no_block)
+        tree.add_link(device + "/block/" + spec.adapter + "/device", up);
+    tree.add_link(m.sys_dir() + "/class/scsi_device/" + address,
+                  "../../" + place + "/scsi_device/" + address);
+    tree.add_link(m.sys_dir() + "/class/scsi_generic/" + node, "../../" + place + "/scsi_generic/" + node);
+    if (!spec.no_node) tree.add_file(m.dev_dir() + "/" + node, "");
+}
+
+/* One drive that names its host's driver speaks for all drives of the host. */
+std::map<unsigned, std::string> host_drivers(const machine &m)
+{
+    std::map<unsigned, std::string> drivers;
+    for (const drive_spec &spec : m.drives) {
+        if (spec.is_behind_controller()) continue;
+        std::string &driver = drivers[spec.host];
+        if (!spec.host_driver.empty()) driver = spec.host_driver;
+        if (driver.empty()) driver = usual_host_driver;
+    }
+    return drivers;
+}
+
+} // namespace
+
+std::string build_sysfs(const machine &m, bool is_without_scsi)
+{
+    tree_builder tree;
+    tree.remove(m.sys_dir());
+    tree.remove(m.dev_dir());
+    tree.add_dir(m.dev_dir());
+    tree.add_dir(m.sys_dir() + "/class");
+    if (is_without_scsi) return tree.error();
+    for (const char *name : {"scsi_device", "scsi_generic", "scsi_host"})
+        tree.add_dir(m.sys_dir() + "/class/" + name);
+    for (const auto &[host, driver] : host_drivers(m)) {
+        const std::string dir = m.sys_dir() + "/class/scsi_host/host" + std::to_string(host);
+        tree.add_dir(dir);
+        if (driver != no_driver) tree.add_file(dir + "/proc_name", driver + "\n");
+    }
+    for (const drive_spec &spec : m.drives)
+        if (!spec.is_behind_controller()) add_drive(tree, m, spec);
+    return tree.error();
+}
+
+} // namespace rehearsal
