@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+#include <sys/select.h>
 
 namespace rehearsal
 {
@@ -32,6 +32,15 @@ bool decode_direction(int dxfer_direction, direction &dir)
     default:
         return false;
     }
+}
+
+/* A command without data is over at once here, where a drive takes its time. Who sends such commands in a
+ * loop to keep the drive's light busy would fill the log. No function for pauses, because those are recorded.
+ */
+void rest_a_little()
+{
+    timeval t = {0, 1000};
+    select(0, nullptr, nullptr, nullptr, &t);
 }
 
 void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
@@ -68,6 +77,7 @@ int answer_sg_io(const machine &m, const drive_spec &spec, sg_io_hdr_t &header)
     req.timeout_ms = header.timeout;
     if (req.dir != direction::none && header.dxferp != nullptr)
         req.data = {static_cast<uint8_t *>(header.dxferp), header.dxfer_len};
+    if (req.dir == direction::none) rest_a_little();
     const outcome out = run_command(m, spec, req);
     if (out.error == 0) fill_in(header, out, req.data.size());
     return out.error;

@@ -2,8 +2,9 @@
 
 #include "base/pattern.h"
 #include "base/settings.h"
+#include "catalogue/map_line.h"
 
-#include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -12,19 +13,6 @@ namespace
 struct escape {
     char letter;
     const char *output;
-};
-
-/* One field of a line; `end` is its last character, before `start` when the field is empty. */
-struct field {
-    const char *start;
-    const char *end;
-};
-
-enum field_result { field_ok, field_missing, field_open };
-
-struct field_rule {
-    bool may_end_line;    /* an unquoted field may end where the line does */
-    const char *open_msg; /* message when the field has no end */
 };
 } // namespace
 
@@ -38,14 +26,6 @@ static const escape escapes[] = {
     {'d',  "[[:digit:]]" },
     {'D',  "[![:digit:]]"},
     {'\\', "\\"          },
-};
-
-constexpr int num_fields = 4;
-static const field_rule field_rules[num_fields] = {
-    {false, "Bad pattern in line %u\n" },
-    {false, "Bad pattern in line %u\n" },
-    {false, "Bad revision in line %u\n"},
-    {true,  "Bad pathname in line %u\n"},
 };
 
 std::string perl2regex(const char *start, const char *end)
@@ -68,115 +48,48 @@ std::string perl2regex(const char *start, const char *end)
     return out;
 }
 
-static bool is_blank(char c)
+/* Compiles a translated pattern. Null, with the message for line `number` in *error, when it is none. */
+static regex_ptr compile_field(const std::string &pattern, unsigned number, std::string *error)
 {
-    return isblank(static_cast<unsigned char>(c)) != 0;
-}
-
-static const char *skip_blanks(const char *p)
-{
-    while (is_blank(*p))
-        ++p;
-    return p;
-}
-
-/* Cuts the next field out of the line at *p and moves *p to the character that ended it. That is the closing
- * quote itself for a quoted field, so that it opens the next one: quoted fields are written chained,
- * "A"B"C"D". */
-static field_result next_field(const char **p, bool may_end_line, field *f)
-{
-    const char *start = skip_blanks(*p);
-    if (*start == '\0') return field_missing;
-
-    const char *stop;
-    if (*start == '"' || *start == '\'') {
-        stop = strchr(start + 1, *start);
-        if (!stop) return field_open;
-        ++start;
-    } else {
-        stop = start;
-        while (*stop != '\0' && !is_blank(*stop))
-            ++stop;
-        if (*stop == '\0' && !may_end_line) return field_open;
-    }
-    *f = {start, stop - 1};
-    *p = stop;
-    return field_ok;
-}
-
-/* Splits a line into its four fields. Returns 1, or 0 after the message for the first that is missing or has
- * no end. */
-static int split_line(const char *line, unsigned number, field *fields)
-{
-    for (int i = 0; i < num_fields; ++i) {
-        const field_result result = next_field(&line, field_rules[i].may_end_line, &fields[i]);
-        if (result == field_ok) continue;
-        if (result == field_missing)
-            fprintf(stderr, "Misformed line %u\n", number);
-        else
-            fprintf(stderr, field_rules[i].open_msg, number); // NOLINT(clang-diagnostic-format-nonliteral)
-        return 0;
-    }
-    return 1;
-}
-
-static regex_ptr compile_field(const std::string &pattern, unsigned number)
-{
-    std::string error;
-    regex_ptr compiled = compile_pattern(pattern.c_str(), REG_EXTENDED | REG_NOSUB, &error);
-    if (!compiled) fprintf(stderr, "Error in pattern line %u: %s\n", number, error.c_str());
+    std::string reason;
+    regex_ptr compiled = compile_pattern(pattern.c_str(), REG_EXTENDED | REG_NOSUB, &reason);
+    if (!compiled) *error = "Error in pattern line " + std::to_string(number) + ": " + reason + "\n";
     return compiled;
 }
 
-/* The entry that a line with content makes, or null after a message. */
-static std::unique_ptr<Map> parse_line(const char *line, unsigned number, const text &reldir,
-                                       int (*check)(const char *path))
+static std::string translate(const map_field &f)
 {
-    field fields[num_fields];
-    if (!split_line(line, number, fields)) return nullptr;
-
-    auto entry = std::make_unique<Map>();
-    entry->model_pattern_s = perl2regex(fields[0].start, fields[0].end);
-    entry->prev_rev_s = perl2regex(fields[1].start, fields[1].end);
-    entry->new_rev_s = my_strdup(fields[2].start, fields[2].end);
-    entry->pathname = reldir.value_or("") + "/" + DataDir + "/" + my_strdup(fields[3].start, fields[3].end);
-    if (check && !check(entry->pathname.c_str())) {
-        perror(entry->pathname.c_str());
-        return nullptr;
-    }
-    entry->model_pattern = compile_field(entry->model_pattern_s, number);
-    if (!entry->model_pattern) return nullptr;
-    entry->prev_rev = compile_field(entry->prev_rev_s, number);
-    if (!entry->prev_rev) return nullptr;
-
-    if (verbose)
-        fprintf(stderr, "Added M=\"%s\" R=\"%s\" I=\"%s\"\n", entry->model_pattern_s.c_str(),
-                entry->new_rev_s.c_str(), entry->pathname.c_str());
-    return entry;
+    return perl2regex(f.start, f.end);
 }
 
-/* The line's first character that counts, its line end cut off; null for a comment or an empty line. */
-static const char *line_content(char *line)
+std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const text &reldir,
+                                    int (*check)(const char *path), std::string *error)
 {
-    const char *content = skip_blanks(line);
-    if (*content == '#') {
-        if (verbose) fprintf(stderr, "    Comment line\n");
+    map_field fields[num_map_fields];
+    if (!split_map_line(content, number, fields, error)) return nullptr;
+
+    auto entry = std::make_unique<Map>();
+    entry->model_pattern_s = translate(fields[model_field]);
+    entry->prev_rev_s = translate(fields[prev_rev_field]);
+    entry->new_rev_s = my_strdup(fields[new_rev_field].start, fields[new_rev_field].end);
+    entry->pathname = reldir.value_or("") + "/" + DataDir + "/" +
+                      my_strdup(fields[image_field].start, fields[image_field].end);
+    if (check && !check(entry->pathname.c_str())) {
+        const int reason = errno;
+        *error = entry->pathname + ": " + strerror(reason) + "\n";
         return nullptr;
     }
-    size_t len = strlen(line);
-    while (len > 0 && (line[len - 1] == '\n' || line[len - 1] == '\r'))
-        line[--len] = '\0';
-    if (content >= line + len) {
-        if (verbose) fprintf(stderr, "    Empty line\n");
-        return nullptr;
-    }
-    return content;
+    entry->model_pattern = compile_field(entry->model_pattern_s, number, error);
+    if (!entry->model_pattern) return nullptr;
+    entry->prev_rev = compile_field(entry->prev_rev_s, number, error);
+    if (!entry->prev_rev) return nullptr;
+    return entry;
 }
 
 GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*check)(const char *path))
 {
-    const file_ptr f(fopen(pathname, "rte"));
-    if (!f) {
+    map_reader reader = {.file = file_ptr(fopen(pathname, "rte")), .number = 0, .line = ""};
+    if (!reader.file) {
         perror(pathname);
         ++*numerrorsp;
         return nullptr;
@@ -185,16 +98,17 @@ GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*
 
     GList *list = nullptr;
     GList *last = nullptr;
-    char line[line_size];
-    for (unsigned number = 1; fgets(line, sizeof line, f.get()); ++number) {
-        if (verbose) fprintf(stderr, "%u:%s", number, line);
-        const char *content = line_content(line);
-        if (!content) continue;
-        std::unique_ptr<Map> entry = parse_line(content, number, reldir, check);
+    while (const char *content = next_map_line(&reader)) {
+        std::string error;
+        std::unique_ptr<Map> entry = parse_map_line(content, reader.number, reldir, check, &error);
         if (!entry) {
+            fputs(error.c_str(), stderr);
             ++*numerrorsp;
             continue;
         }
+        if (verbose)
+            fprintf(stderr, "Added M=\"%s\" R=\"%s\" I=\"%s\"\n", entry->model_pattern_s.c_str(),
+                    entry->new_rev_s.c_str(), entry->pathname.c_str());
         /* Appended to the last node, so that a long map costs no walk a line. */
         GList *appended = g_list_append(last, entry.release());
         last = last ? last->next : appended;

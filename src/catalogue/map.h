@@ -6,6 +6,7 @@
 #include "base/text.h"
 #include "list/list.h"
 
+#include <memory>
 #include <string>
 
 constexpr char DataDir[] = "/Data"; /* below the root directory: map, lists, images, logs */
@@ -27,6 +28,11 @@ struct Map {
  * given, a path for which it returns 0 (errno set) rejects its line. The caller owns the list:
  * g_list_free_full(list, free_one_map). */
 GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*check)(const char *path));
+
+/* The entry that a line's content makes, checked as loadMap does it; null with loadMap's message, line end
+ * included, in *error when the line is rejected. */
+std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const text &reldir,
+                                    int (*check)(const char *path), std::string *error);
 
 /* Translates Perl's escapes in the pattern from `start` to its last character `end` (inclusive) to POSIX
  * ones: class escapes become bracket expressions, "\\" a backslash, any other escaped character that

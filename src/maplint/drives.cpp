@@ -1,0 +1,70 @@
+#include "maplint/drives.h"
+
+#include "base/settings.h"
+#include "catalogue/match.h"
+#include "device/dev.h"
+
+#include <cstdio>
+
+void check_repeated_rules(const std::vector<rule> &rules, findings *all)
+{
+    for (size_t i = 0; i < rules.size(); ++i)
+        for (size_t j = rules.size(); --j > i;) {
+            const Map &earlier = *rules[i].entry;
+            const Map &later = *rules[j].entry;
+            if (earlier.model_pattern_s != later.model_pattern_s || earlier.prev_rev_s != later.prev_rev_s)
+                continue;
+            add_finding(all, rules[i].line, warning, "never wins: line %u has the same patterns",
+                        rules[j].line);
+            break;
+        }
+}
+
+/* Indexes of the rules that match the drive, in file order; the last one wins. */
+static std::vector<size_t> matching_rules(const std::vector<rule> &rules, const rehearsal::drive_spec &spec)
+{
+    std::vector<size_t> matching;
+    Dev dev = {};
+    dev.model = spec.model;
+    dev.rev = spec.rev;
+    for (size_t i = 0; i < rules.size(); ++i) {
+        dev.image = nullptr;
+        find_one_image(rules[i].entry.get(), &dev);
+        if (dev.image) matching.push_back(i);
+    }
+    return matching;
+}
+
+static void show_drive(const std::vector<rule> &rules, const rehearsal::drive_spec &spec,
+                       const std::vector<size_t> &matching)
+{
+    printf("%s \"%s\" %s: ", spec.label().c_str(), spec.model.c_str(), spec.rev.c_str());
+    if (matching.empty()) {
+        printf("no line matches\n");
+        return;
+    }
+    const rule &winner = rules[matching.back()];
+    printf("line %u brings %s from %s", winner.line, winner.entry->new_rev_s.c_str(),
+           last_component(winner.entry->pathname.c_str()));
+    for (size_t i = matching.size() - 1; i-- > 0;)
+        printf("%s%u", i + 2 == matching.size() ? ", overriding line " : ", ", rules[matching[i]].line);
+    printf("\n");
+}
+
+void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_spec> &drives,
+                 findings *all)
+{
+    std::vector<unsigned> matches(rules.size());
+    std::vector<unsigned> wins(rules.size());
+    for (const rehearsal::drive_spec &spec : drives) {
+        const std::vector<size_t> matching = matching_rules(rules, spec);
+        show_drive(rules, spec, matching);
+        for (const size_t i : matching)
+            ++matches[i];
+        if (!matching.empty()) ++wins[matching.back()];
+    }
+    for (size_t i = 0; i < rules.size(); ++i)
+        if (matches[i] > 0 && wins[i] == 0)
+            add_finding(all, rules[i].line, warning,
+                        "never wins: later lines override it for all %u drives it matches", matches[i]);
+}

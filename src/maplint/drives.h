@@ -1,0 +1,13 @@
+/* drives.h - what the rules of a map do to the drives of an inventory. */
+#pragma once
+
+#include "inventory.h"
+#include "maplint/rules.h"
+
+/* Prints for every drive which rule wins, which ones it overrides, or that none matches. Adds a warning for
+ * each rule that matches drives and never wins. */
+void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_spec> &drives,
+                 findings *all);
+
+/* Adds a warning for each rule that a later one with the same patterns always overrides. */
+void check_repeated_rules(const std::vector<rule> &rules, findings *all);

@@ -1,0 +1,20 @@
+/* findings.h - what a map author should look at, a line each. */
+#pragma once
+
+#include "base/text.h"
+
+#include <string>
+#include <vector>
+
+enum severity { warning, error };
+
+struct finding {
+    unsigned line; /* of the map */
+    severity level;
+    std::string what;
+};
+using findings = std::vector<finding>;
+
+/* Adds a finding, printf-style. */
+__attribute__((format(printf, 4, 5))) void add_finding(findings *all, unsigned line, severity level,
+                                                       const char *fmt, ...);

@@ -1,0 +1,172 @@
+"""The virtual machine: Debian's own kernel, an initramfs made of this machine's tools, QEMU in software emulation.
+
+Nothing here knows what a scenario looks for.
+"""
+
+import dataclasses
+import io
+import pathlib
+import re
+import shutil
+import subprocess
+import sys
+
+MIB, GIB, TIB = 1 << 20, 1 << 30, 1 << 40
+TIME_LIMIT_S = 240              # below ctest's, so that it is we who say what was going on; 25 s is usual
+HERE = pathlib.Path(__file__).resolve().parent
+
+# What the guest loads by name; modprobe finds what these need in turn.
+MODULES = ("virtio_pci", "virtio_console", "sd_mod", "sr_mod", "sg", "ahci", "virtio_scsi", "megaraid_sas", "xhci-pci",
+           "usb-storage", "scsi_debug", "target_core_user", "tcm_loop")
+# Real programs, for /usr/bin; BusyBox, in /bin, comes after them on the guest's search path.
+TOOLS = ("bash", "modprobe", "lsscsi", "sg_inq", "sg_readcap", "sg_modes", "hdparm")
+
+
+def run(*command, **options):
+    return subprocess.run([str(word) for word in command], check=True, text=True, **options)
+
+
+def output_of(*command):
+    return run(*command, stdout=subprocess.PIPE).stdout
+
+
+def unpacked_kernel(cache):
+    """Root of the unpacked package that linux-image-amd64 depends on. The network is used only when the cache is
+    empty; the directory gets its final name only when it is complete."""
+    root, fresh = cache / "kernel", cache / "kernel.new"
+    if root.is_dir():
+        return root
+    shutil.rmtree(fresh, ignore_errors=True)
+    fresh.mkdir(parents=True)
+    subprocess.run(["apt-get", "update", "-qq"], check=False)   # old lists name packages that are gone; root only
+    package = re.search(r"Depends: (linux-image-\S+)", output_of("apt-cache", "depends", "linux-image-amd64"))[1]
+    run("apt-get", "download", "-qq", package, cwd=fresh)
+    [archive] = fresh.glob("*.deb")
+    run("dpkg", "-x", archive, fresh)
+    archive.unlink()
+    run("depmod", "-b", fresh, kernel_release(fresh))
+    fresh.rename(root)
+    return root
+
+
+def kernel_release(root):
+    [image] = (root / "boot").glob("vmlinuz-*")
+    return image.name.removeprefix("vmlinuz-")
+
+
+def add_file(tree, source, target):
+    copy = tree / str(target).lstrip("/")
+    copy.parent.mkdir(parents=True, exist_ok=True)
+    shutil.copy(source, copy)
+
+
+def add_program(tree, program, target):
+    """Copies a program and the shared libraries it needs; the libraries keep their paths."""
+    add_file(tree, program, target)
+    linked = subprocess.run(["ldd", program], capture_output=True, text=True, check=False)  # fails for a static one
+    for library in re.findall(r"(/\S+) \(0x", linked.stdout):
+        add_file(tree, library, library)
+
+
+def add_modules(tree, kernel):
+    release = kernel_release(kernel)
+    wanted = {kernel / "lib/modules" / release / index
+              for index in ("modules.order", "modules.builtin", "modules.builtin.modinfo")}
+    for module in MODULES:
+        shown = output_of("modprobe", "-d", kernel, "-S", release, "--show-depends", module)
+        wanted.update(map(pathlib.Path, re.findall(r"^insmod (\S+)", shown, re.M)))
+    for path in wanted:
+        add_file(tree, path, path.relative_to(kernel))
+    run("depmod", "-b", tree, release)
+
+
+def build_initramfs(work, kernel, vandrel, scenario):
+    """Makes work/initramfs: the program under test, the reference tools, the modules, our guest scripts."""
+    tree = work / "tree"
+    shutil.rmtree(tree, ignore_errors=True)
+    for directory in ("dev", "proc", "sys", "tmp", "vm", "Data", "bin"):
+        (tree / directory).mkdir(parents=True)
+    add_program(tree, "/bin/busybox", "bin/busybox")
+    for tool in TOOLS:
+        path = shutil.which(tool, path="/usr/sbin:/usr/bin:/sbin:/bin")
+        add_program(tree, path or sys.exit(f"{tool} is not installed"), f"usr/bin/{tool}")
+    (tree / "bin/bash").symlink_to("/usr/bin/bash")
+    add_program(tree, vandrel, "usr/sbin/vandrel")
+    run("cc", "-O2", "-Wall", "-Wextra", "-Werror", "-o", work / "user_drive", HERE / "guest/user_drive.c")
+    add_program(tree, work / "user_drive", "usr/sbin/user_drive")
+    add_modules(tree, kernel)
+    for source, target in (("guest/init", "init"), ("guest/lib.sh", "vm/lib.sh"),
+                           ("guest/fw_download", "vm/fw_download"), (f"scenarios/{scenario}.sh", "vm/scenario.sh")):
+        add_file(tree, HERE / source, target)
+    with open(work / "initramfs", "wb") as archive:
+        run("sh", "-c", "find . | cpio -o -H newc -R 0:0 --quiet", cwd=tree, stdout=archive)
+    shutil.rmtree(tree)
+
+
+def boot(work, kernel, devices, skip_idle_time):
+    """Boots and waits for the power-off. Returns None, or a text saying how it went wrong. What the guest recorded is
+    in work/results also after a failure, its console in work/console.
+
+    skip_idle_time: the guest's clock jumps over the time that it sleeps, so a pause of ten seconds costs nothing."""
+    # Always software emulation: a nested KVM may exist and hang. The guest must not outlive us.
+    command = ["setpriv", "--pdeathsig", "KILL", "qemu-system-x86_64", "-accel", "tcg", "-m", "512", "-no-reboot",
+               "-nodefaults", "-display", "none", "-serial", f"file:{work / 'console'}",
+               "-kernel", kernel / "boot" / f"vmlinuz-{kernel_release(kernel)}", "-initrd", work / "initramfs",
+               "-append", "console=ttyS0 quiet panic=-1 scsi_mod.scan=sync",
+               "-chardev", f"file,id=results,path={work / 'results'}",
+               "-device", "virtio-serial-pci", "-device", "virtserialport,chardev=results"]
+    try:
+        run(*command, *devices, *(["-icount", "shift=auto,sleep=off"] if skip_idle_time else []), timeout=TIME_LIMIT_S,
+            stdin=subprocess.DEVNULL)
+    except subprocess.TimeoutExpired:
+        return f"the machine was still running after {TIME_LIMIT_S} s"
+    except subprocess.CalledProcessError as error:
+        return f"QEMU ended with status {error.returncode}"
+    return None
+
+
+class Devices:
+    """Collects QEMU's arguments for the devices of a scenario."""
+
+    def __init__(self, *adapters):
+        self.arguments = []
+        for adapter in adapters:                # each under its own name: the disks' bus is "name.number"
+            self.arguments += ["-device", f"{adapter},id={adapter}"]
+
+    def disk(self, device, size, **properties):
+        """A device with a medium of size bytes that reads as zeroes and takes no room."""
+        node = f"medium{len(self.arguments)}"
+        words = [f"{name.replace('scsi_id', 'scsi-id')}={value}" for name, value in properties.items()]
+        self.arguments += ["-blockdev", f"driver=null-co,node-name={node},size={size},read-zeroes=on",
+                           "-device", ",".join([device, f"drive={node}", *words])]
+
+    def sata(self, port, size, **properties):
+        self.disk("ide-hd", size, bus=f"ich9-ahci.{port}", **properties)
+
+    def sas(self, scsi_id, product, serial, size=GIB, vendor="ACME", ver="0001", **properties):
+        if serial:
+            properties["serial"] = serial
+        self.disk("scsi-hd", size, bus="virtio-scsi-pci.0", scsi_id=scsi_id, vendor=vendor, product=product, ver=ver,
+                  **properties)
+
+
+@dataclasses.dataclass
+class Result:
+    """What one recorded command did; status is None when it was begun and never ended."""
+    status: int | None = None
+    out: str = ""
+    err: str = ""
+
+
+def read_results(path):
+    """Name -> Result. The stream holds lines "BEGIN name" and "DONE name status lengths", the latter before outputs."""
+    results = {}
+    stream = io.BytesIO(path.read_bytes() if path.exists() else b"")
+    for line in stream:
+        name, *numbers = line.decode().split()[1:]
+        if numbers:
+            status, *lengths = map(int, numbers)
+            results[name] = Result(status, *(stream.read(length).decode(errors="replace") for length in lengths))
+        else:
+            results[name] = Result()
+    return results
