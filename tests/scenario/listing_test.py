@@ -87,12 +87,13 @@ class Listing(unittest.TestCase):
         self.assertEqual({line for line in said if not re.match("[0-9a-f]{8}:", line)}, {
             "*** CDB:", "/dev/sgN: No such file or directory", "/dev/sgN: No such device or address",
             "Cannot determine block name of N:0:0:0", "SATA(ECh): driver_status == 1", "SATA(ECh): host_status == 3",
-            *(f"SCSI({code}h): {what}" for code in ("12", "9E", "25") for what in ("driver_status == 1", "host_status == 3")),
-            "ioctl(SG_IO): No such device"})
+            "ioctl(SG_IO): No such device",
+            *(f"SCSI({code}h): {what}" for code in ("12", "9E", "25")
+              for what in ("driver_status == 1", "host_status == 3"))})
 
     def test_machine_without_drives(self):
         for without, said in (["sysfs"], "/sys/class/scsi_device: No such file or directory\n"), ([], ""):
             for args in ["--list"], ["--targets", "ALL"]:
                 m = Machine(self, "", FILES).run(*args, without=without)
-                said_of_run = '*** do_unload_load_cycles(mapname="R//Data/ULL", reldir="R")\n' if args != ["--list"] else ""
-                self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, "", "", said + said_of_run))
+                heading = "" if "--list" in args else '*** do_unload_load_cycles(mapname="R//Data/ULL", reldir="R")\n'
+                self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, "", "", said + heading))

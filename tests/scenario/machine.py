@@ -17,8 +17,8 @@ signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 class Machine:
-    """Lives in a temporary directory. In every text that is read from it the root tree is called R, the program
-    vandrel, and a duration N; a file that does not exist reads as None."""
+    """Lives in a temporary directory. In every text read from it the root tree is called R, the program vandrel, and a
+    duration N; a file that does not exist reads as None."""
 
     def __init__(self, case, drives, files=None, build=BUILD):
         self.dir = pathlib.Path(tempfile.mkdtemp(prefix="vandrel-scenario."))
@@ -31,25 +31,21 @@ class Machine:
             path.parent.mkdir(parents=True, exist_ok=True)
             path.write_bytes(content if isinstance(content, bytes) else content.encode())
 
-    def environment(self, **more):
+    def environment(self, inside=False, **more):
+        """Inside: for a program that works on this machine once it has been built."""
         reports = f"log_path={self.dir}/report:detect_leaks=1:exitcode=99"
         kept = {name: value for name, value in os.environ.items() if name not in ("Vandrel_VERBOSE", "VANDREL")}
+        if inside:
+            kept |= {"LD_PRELOAD": f"{self.build}/libvandrel-rehearsal.so", "VANDREL_REHEARSAL": str(self.dir)}
         return kept | {"VANDREL_REHEARSAL_SLEEP": "0", "ASAN_OPTIONS": reports, "UBSAN_OPTIONS": reports} | more
-
-    def inside(self, **more):
-        """The environment of a program that works on this machine once it has been built."""
-        return self.environment(LD_PRELOAD=str(self.build / "libvandrel-rehearsal.so"),
-                                VANDREL_REHEARSAL=str(self.dir)) | more
 
     def start(self, *args, without=(), direct=False, env=None, **popen):
         """Directly: without vandrel-rehearse, which would mend the root tree of the machine that it built."""
-        command = [self.build / "vandrel-rehearse", "--dir", self.dir]
-        command += [word for name in without for word in ("--without", name)] + [self.dir / "drives"]
-        if direct:
-            command = [self.build / "vandrel", "-R", self.root]
-        streams = {"stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
-        env = (self.inside if direct else self.environment)(**(env or {}))
-        return subprocess.Popen([*command, *args], env=env, **streams | popen)
+        command = [self.build / "vandrel", "-R", self.root] if direct else [
+            self.build / "vandrel-rehearse", "--dir", self.dir, *(f"--without={name}" for name in without),
+            self.dir / "drives"]
+        return subprocess.Popen([*command, *args], env=self.environment(direct, **(env or {})), **{
+            "stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | popen)
 
     def finish(self, process):
         """Waits for the end and keeps status, out and err. A sanitizer's report fails the test."""
@@ -58,8 +54,7 @@ class Machine:
         finally:
             process.kill()
         self.status, self.out, self.err = process.returncode, self.neutral(out), self.neutral(err)
-        reports = [path.read_text(errors="replace") for path in self.dir.glob("report*")]
-        self.case.assertEqual(reports, [])
+        self.case.assertEqual([path.read_text(errors="replace") for path in self.dir.glob("report*")], [])
         return self
 
     def run(self, *args, **how):
@@ -76,8 +71,8 @@ class Machine:
     diagnostics = property(lambda self: self.read("root/Data/Vandrel.stderr"))
     log = property(lambda self: self.read("root/tmp/Vandrel.log"))
     script = property(lambda self: self.read(SCRIPT))
-    sleeps = property(lambda self: (self.read("sleeps.log") or "").splitlines())
     commands = property(lambda self: (self.read("commands.log") or "").splitlines())
+    flashed = property(lambda self: [line[:7] for line in self.commands if line[8:].startswith("flash ")])
 
     def sent(self, drive):
         return [line.removeprefix(drive + " ") for line in self.commands if line.startswith(drive + " ")]
@@ -87,12 +82,3 @@ class Machine:
         while text not in (self.read(path) or ""):
             self.case.assertLess(time.monotonic(), deadline, f"no {text!r} in {path}")
             time.sleep(0.01)
-
-
-def command_line(host, target, image):
-    return f"fw_download '-b{host}' '-t{target}' '-l' 'R//Data/{image}' '-n' '-DDD'"
-
-
-def script_text(*commands):
-    return "#! /bin/bash\n" + "".join(f"for count in $(seq 1 6); do\n    {command}\n    if [ $? -eq 0 ]; then break; fi\n"
-                                      "    sleep 10\ndone\n" for command in commands)
