@@ -53,7 +53,7 @@ class Cycling(unittest.TestCase):
             ("read-cache-disabled", 21, 0, ""),
             ("refuse=1A", 21, 0, no_page * 2),
             ("refuse=15", 21, 1, "Failed to MODE SELECT Caching mode page 8h\n"),
-            ("answer=1A:ff0000f8", 21, 0, no_page * 2),
+            ("answer=1A:ff0000ff", 21, 0, no_page * 2),
             ("answer=1A:00", 21, 0, no_page * 2),
             ("refuse=08,28", 21, 2, ""),
             ("hang=08,28", 21, 2, late[1] + (late[0] + late[1]) * 10),
