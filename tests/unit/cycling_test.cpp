@@ -24,29 +24,28 @@ static void expect_cycles(fake_drive *drive, int cycles, const char *first_end, 
     }
 }
 
-TEST(cycling, SCSI_drives_read_both_ends_past_the_cache)
+static void cycle_SCSI(uint64_t maxlba, const char *far_end)
 {
-    for (const auto &[maxlba, far_end] : {
-             std::pair{0x1FFFFFULL, "in 08 1f ff ff 01 00 [4096]"                              },
-             {0x200000,    "in 28 00 00 20 00 00 00 00 01 00 [4096]"                  },
-             {0xFFFFFFFF,  "in 28 00 ff ff ff ff 00 00 01 00 [4096]"                  },
-             {0x100000000, "in 88 00 00 00 00 01 00 00 00 00 00 00 00 01 00 00 [4096]"}
-    })
-        for (const bool was_on : {false, true}) {
-            fake_drive drive;
-            drive.dev.interface = interface_scsi;
-            drive.dev.maxlba = maxlba;
-            drive.dev.blklen = 4096;
-            expect_RCD(&drive, was_on, true);
-            expect_cycles(&drive, 2, "in 08 00 00 00 01 00 [4096]", far_end);
-            expect_RCD(&drive, true, was_on);
-            written_to(stderr, [&drive] { sgen::do_unload_load(&drive.dev, 2); });
-        }
+    for (const bool was_on : {false, true}) {
+        fake_drive drive;
+        drive.dev.interface = interface_scsi;
+        drive.dev.maxlba = maxlba;
+        drive.dev.blklen = 4096;
+        expect_RCD(&drive, was_on, true);
+        expect_cycles(&drive, 2, "in 08 00 00 00 01 00 [4096]", far_end);
+        expect_RCD(&drive, true, was_on);
+        written_to(stderr, [&drive] { sgen::do_unload_load(&drive.dev, 2); });
+    }
 }
 
-TEST(cycling, a_block_length_of_0_and_no_caching_page_at_first)
+TEST(cycling, SCSI_drives_read_both_ends_past_the_cache)
 {
-    fake_drive drive;
+    cycle_SCSI(0x1FFFFF, "in 08 1f ff ff 01 00 [4096]");
+    cycle_SCSI(0x200000, "in 28 00 00 20 00 00 00 00 01 00 [4096]");
+    cycle_SCSI(0xFFFFFFFF, "in 28 00 ff ff ff ff 00 00 01 00 [4096]");
+    cycle_SCSI(0x100000000, "in 88 00 00 00 00 01 00 00 00 00 00 00 00 01 00 00 [4096]");
+
+    fake_drive drive; /* a block length of 0, and no caching page at first */
     drive.dev.interface = interface_scsi;
     drive.expect("in 1a 08 08 00 04 00 [4]", "", refused);
     drive.expect("in 08 00 00 00 01 00 [0]");
@@ -54,17 +53,18 @@ TEST(cycling, a_block_length_of_0_and_no_caching_page_at_first)
     written_to(stderr, [&] { sgen::do_unload_load(&drive.dev, 0); });
 }
 
+static void cycle_ATA(uint64_t maxlba, const char *far_end)
+{
+    fake_drive drive;
+    drive.dev.interface = interface_ata;
+    drive.dev.maxlba = maxlba;
+    expect_cycles(&drive, 2, "none 85 06 0c 00 00 00 01 00 00 00 00 00 00 40 40 00 [0]", far_end);
+    sgen::do_unload_load(&drive.dev, 2);
+}
+
 TEST(cycling, ATA_drives_verify_both_ends)
 {
-    for (const auto &[maxlba, far_end] : {
-             std::pair{0xFFFFFFULL, "none 85 06 0c 00 00 00 01 00 ff 00 ff 00 ff 40 40 00 [0]"},
-             {0x0FFFFFFF,  "none 85 07 0c 00 00 00 01 0f ff 00 ff 00 ff 40 40 00 [0]"},
-             {0x10000000,  "none 85 07 0c 00 00 00 01 10 00 00 00 00 00 40 42 00 [0]"}
-    }) {
-        fake_drive drive;
-        drive.dev.interface = interface_ata;
-        drive.dev.maxlba = maxlba;
-        expect_cycles(&drive, 2, "none 85 06 0c 00 00 00 01 00 00 00 00 00 00 40 40 00 [0]", far_end);
-        sgen::do_unload_load(&drive.dev, 2);
-    }
+    cycle_ATA(0xFFFFFF, "none 85 06 0c 00 00 00 01 00 ff 00 ff 00 ff 40 40 00 [0]");
+    cycle_ATA(0x0FFFFFFF, "none 85 07 0c 00 00 00 01 0f ff 00 ff 00 ff 40 40 00 [0]");
+    cycle_ATA(0x10000000, "none 85 07 0c 00 00 00 01 10 00 00 00 00 00 40 42 00 [0]");
 }

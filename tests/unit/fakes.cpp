@@ -50,6 +50,7 @@ static std::string text_of(const sg_io_hdr &hdr)
 int fake_drive::receive(int fd, sg_io_hdr *hdr)
 {
     if (getpid() != owner) {
+        if (child_report == -1) _exit(EXIT_FAILURE);
         const std::string report = std::to_string(process.clock_readings) + " " + text_of(*hdr);
         EXPECT_NE(write(child_report, report.data(), report.size()), -1);
         for (;;)

@@ -9,13 +9,6 @@
 
 namespace fs = std::filesystem;
 
-TEST(files, paths_keep_their_doubled_slashes_and_are_cut)
-{
-    EXPECT_EQ(build_pathname({}, "/Data", "ULL"), "//Data/ULL");
-    EXPECT_EQ(build_pathname("R", "/Data", "ULL"), "R//Data/ULL");
-    EXPECT_EQ(build_pathname(std::string(5000, 'x'), "/Data", "ULL"), std::string(4095, 'x'));
-}
-
 TEST(files, links_are_never_followed)
 {
     temp_dir dir;

@@ -1,6 +1,7 @@
 #include "workflows/flash.h"
 
 #include "helpers.h"
+#include "targets/marks.h"
 
 #include <csignal>
 #include <sys/wait.h>
@@ -51,4 +52,6 @@ TEST(flash, what_the_end_of_a_tool_means)
         EXPECT_EQ(result, log.starts_with("Command") ? attempt_failed : attempt_succeeded);
         EXPECT_EQ(asked, c.asked);
     }
+    const Dev other = {.vendor = "ATAX", .model = "WD5002ABYS-50B1B0"};
+    EXPECT_FALSE(is_RE3(&other));
 }

@@ -6,22 +6,17 @@
 static const char identify[] = "in 85 08 0e 00 00 00 01 00 00 00 00 00 00 00 ec 00 [512]";
 static const char serial_header[] = "in 12 01 80 00 04 00 [4]";
 
-using word_values = std::vector<std::pair<unsigned, unsigned>>;
-
-/* IDENTIFY DEVICE data with these words, and with texts. */
-static std::string identify_data(const word_values &words)
+/* IDENTIFY DEVICE data with texts and with these words ("60:12ab ...": decimal number, hex value). */
+static std::string identify_data(const char *words)
 {
     std::string data(512, '\0');
-    const auto put_text = [&data](unsigned word, const char *text) {
-        for (unsigned i = 0; text[i]; ++i)
-            data[2 * word + (i ^ 1)] = text[i];
-    };
-    put_text(10, "        SERIAL-12345");
-    put_text(23, "REV 1   ");
-    put_text(27, "MODEL X                                 ");
-    for (const auto &[word, value] : words) {
-        data[size_t{2} * word] = static_cast<char>(value);
-        data[size_t{2} * word + 1] = static_cast<char>(value >> 8);
+    const std::string texts = "        SERIAL-12345      REV 1   MODEL X                                 ";
+    for (size_t i = 0; i < texts.size(); ++i)
+        data[size_t{2} * 10 + (i ^ 1)] = texts[i]; /* words 10-19, 23-26 and 27-46 */
+    std::istringstream in(words);
+    for (size_t word, value; in >> std::dec >> word && in.ignore() && in >> std::hex >> value;) {
+        data[2 * word] = static_cast<char>(value);
+        data[2 * word + 1] = static_cast<char>(value >> 8);
     }
     return data;
 }
@@ -29,34 +24,33 @@ static std::string identify_data(const word_values &words)
 TEST(identify, size_out_of_identify_data)
 {
     static const struct {
-        word_values words;
+        const char *words;
         uint64_t maxlba;
         unsigned long blklen;
     } cases[] = {
-        {{{60, 0x2345}, {61, 0x0001}},                                                    0x12344,            512    },
-        {{{60, 1}, {62, 7}, {63, 7}},                                                     0x0007000700000000, 512    }, /* all four words */
-        {{{60, 0xFFFF}, {61, 0xFFF}, {83, 0x4400}, {101, 0x2222}, {102, 1}, {103, 0x10}},
-         0x001000012221FFFF,                                                                                  512    },
-        {{{60, 0xFFFE}, {61, 0xFFF}, {83, 0x4400}, {100, 9}},                             0x0FFFFFFD,         512    }, /* 28 bits are enough */
-        {{{60, 0xFFFF}, {61, 0xFFF}, {83, 0x0400}, {100, 9}},                             0x0FFFFFFE,         512    }, /* word 83 not valid */
-        {{{60, 0xFFFF}, {61, 0xFFF}, {83, 0xC400}, {100, 9}},                             0x0FFFFFFE,         512    },
-        {{{60, 0xFFFF}, {61, 0xFFF}, {83, 0x4000}, {100, 9}},                             0x0FFFFFFE,         512    }, /* no 48 bits */
-        {{{60, 2}, {106, 0x1000}, {117, 2048}},                                           1,                  4096   },
-        {{{60, 2}, {106, 0xFFFF}, {117, 1}, {118, 2}},                                    1,                  0x40002},
-        {{{60, 2}, {106, 0xEFFF}, {117, 2048}},                                           1,                  512    },
-        {{},                                                                              UINT64_MAX,         512    },
+        {"60:2345 61:1",                                 0x12344,            512    },
+        {"60:1 62:7 63:7",                               0x0007000700000000, 512    }, /* all four words */
+        {"60:ffff 61:fff 83:4400 101:2222 102:1 103:10", 0x001000012221FFFF, 512    },
+        {"60:fffe 61:fff 83:4400 100:9",                 0x0FFFFFFD,         512    }, /* 28 bits are enough */
+        {"60:ffff 61:fff 83:0400 100:9",                 0x0FFFFFFE,         512    }, /* word 83 not valid */
+        {"60:ffff 61:fff 83:c400 100:9",                 0x0FFFFFFE,         512    },
+        {"60:ffff 61:fff 83:4000 100:9",                 0x0FFFFFFE,         512    }, /* no 48 bits */
+        {"60:2 106:1000 117:800",                        1,                  4096   },
+        {"60:2 106:ffff 117:1 118:2",                    1,                  0x40002},
+        {"60:2 106:efff 117:800",                        1,                  512    },
+        {"",                                             UINT64_MAX,         512    },
     };
     for (const auto &c : cases) {
         fake_drive drive;
         drive.expect(identify, identify_data(c.words));
         EXPECT_EQ(sgen::get_ATA_info(&drive.dev), 1);
-        EXPECT_EQ(drive.dev.maxlba, c.maxlba);
-        EXPECT_EQ(drive.dev.blklen, c.blklen);
+        EXPECT_EQ(drive.dev.maxlba, c.maxlba) << c.words;
+        EXPECT_EQ(drive.dev.blklen, c.blklen) << c.words;
         EXPECT_EQ(*drive.dev.vendor + "|" + *drive.dev.model + "|" + *drive.dev.rev + "|" + *drive.dev.serial,
                   "ATA|MODEL X|REV 1|SERIAL-12345");
     }
     fake_drive drive;
-    drive.expect(identify, identify_data({}), refused);
+    drive.expect(identify, identify_data(""), refused);
     EXPECT_EQ(sgen::get_ATA_info(&drive.dev), 0);
     EXPECT_FALSE(drive.dev.vendor || drive.dev.model || drive.dev.rev || drive.dev.serial);
 }
@@ -65,11 +59,11 @@ TEST(identify, serial_number_page_is_read_for_its_length_and_then_whole)
 {
     static const char *const cases[][4] = {
         {"00 80 00 06", "in 12 01 80 00 0a 00 [10]",    "00 80 00 06 20 41 42 20 31 32", "AB 12"    },
-        {"00 80 00 06", "in 12 01 80 00 0a 00 [10]",    "00 80 00 06 41 42",             "AB"       }, /* no more came */
+        {"00 80 00 06", "in 12 01 80 00 0a 00 [10]",    "00 80 00 06 41 42",             "AB"       },
         {"00 80 00 00", "in 12 01 80 00 04 00 [4]",     "00 80 00 00 41 42",             ""         },
         {"00 80 ff ff", "in 12 01 80 00 03 00 [65539]", "00 80 ff ff 41 42",             "AB"       },
         {"00 80 00 02", "in 12 01 80 00 06 00 [6]",     "00 80 7f ff 41 42 43 44",       "AB"       },
-        {"00 80 00 06", "in 12 01 80 00 0a 00 [10]",    "",                              "<unknown>"}, /* refused */
+        {"00 80 00 06", "in 12 01 80 00 0a 00 [10]",    "",                              "<unknown>"},
         {"",            "",                             "",                              "<unknown>"},
     };
     for (const auto &[header, command, page, serial] : cases) {
@@ -103,39 +97,37 @@ TEST(identify, capacity_falls_back_to_the_short_command)
     EXPECT_EQ(sgen::rdcap(&drive.dev), 1);
 }
 
+/* Target revision and serial after asking for the running revision. */
+static std::string revision_now(fake_drive *drive)
+{
+    drive->dev.serial = "S";
+    drive->dev.target_rev = "old";
+    written_to(stderr, [&] { sgen::get_fw_version(&drive->dev); });
+    return *drive->dev.target_rev + "|" + *drive->dev.serial;
+}
+
 TEST(identify, running_revision)
 {
     fake_drive drive;
-    drive.dev.serial = "S";
-    drive.dev.target_rev = "old";
     drive.dev.interface = interface_ata;
     drive.expect(identify, "", refused);
-    sgen::get_fw_version(&drive.dev);
-    EXPECT_EQ(drive.dev.target_rev, "old");
-    drive.expect(identify, identify_data({}));
-    sgen::get_fw_version(&drive.dev);
-    EXPECT_EQ(drive.dev.target_rev, "REV 1");
+    EXPECT_EQ(revision_now(&drive), "old|S");
+    drive.expect(identify, identify_data(""));
+    EXPECT_EQ(revision_now(&drive), "REV 1|S");
 
     drive.dev.interface = interface_scsi;
     const std::string page = bytes("00 80 00 22") + std::string(28, 'x') + "A12 yz";
-    for (const auto &[last, length, want] : {
-             std::tuple{"22", 38, "A12"},
-             {"1e", 34, "A1" },
-             {"0c", 16, ""   }
-    }) {
-        drive.expect(serial_header, bytes(std::string("00 80 00 ") + last));
-        const auto count = static_cast<uint8_t>(length);
-        drive.expect("in 12 01 80 00 " + hex(&count, 1) + " 00 [" + std::to_string(length) + "]", page);
-        EXPECT_TRUE(written_to(stderr, [&] {
-                        sgen::get_fw_version(&drive.dev);
-                    }).starts_with("*** (null) [0,0]: INQUIRY data:\n00000000: 00 80"));
-        EXPECT_EQ(drive.dev.target_rev, want);
+    static const char *const cases[][3] = {
+        {"00 80 00 22", "in 12 01 80 00 26 00 [38]", "A12|S"},
+        {"00 80 00 1e", "in 12 01 80 00 22 00 [34]", "A1|S" }, /* short: what there is of it */
+        {"00 80 00 0c", "in 12 01 80 00 10 00 [16]", "|S"   },
+    };
+    for (const auto &[header, command, want] : cases) {
+        drive.expect(serial_header, bytes(header));
+        drive.expect(command, page);
+        EXPECT_EQ(revision_now(&drive), want);
     }
-    EXPECT_EQ(drive.dev.serial, "S");
-    drive.dev.target_rev = "old";
     drive.expect(serial_header, bytes("00 80 00 22"));
     drive.expect("in 12 01 80 00 26 00 [38]", "", refused);
-    sgen::get_fw_version(&drive.dev);
-    EXPECT_EQ(drive.dev.target_rev, "old");
-    EXPECT_EQ(drive.dev.serial, "<unknown>");
+    EXPECT_EQ(revision_now(&drive), "old|<unknown>");
 }

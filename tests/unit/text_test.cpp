@@ -30,16 +30,14 @@ TEST(text, next_token_cuts_at_the_delimiter_and_at_the_room)
 
 TEST(text, white_space_goes_from_the_ends_only)
 {
-    static const char *const cases[][3] = {
-        {" \t\r\n\v\f", "",      " "    },
-        {" a b ",       "a b",   " a b "},
-        {"a\tb\r\n",    "a\tb",  "a"    },
-        {"a\x80\n",     "a\x80", "a"    },
-    };
-    for (const auto &[s, without, printable] : cases) {
+    for (const auto &[s, without] : {
+             std::pair{" \t\r\n\v\f", ""       },
+             {" a b ",       "a b"    },
+             {"a\t\x80\n",   "a\t\x80"}
+    }) {
         std::string stripped = s;
         stripblanks(stripped);
         EXPECT_EQ(stripped, without);
-        EXPECT_EQ(stripcr(s), printable); /* up to the first character that is not */
     }
+    EXPECT_EQ(stripcr(" a b \tc") + stripcr("a\x80") + stripcr("\n"), " a b a"); /* up to what has no shape */
 }
