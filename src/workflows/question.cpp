@@ -13,7 +13,7 @@ static int read_answer(std::string *answer)
     int c;
     while ((c = getchar()) != EOF && c != '\n')
         if (answer->size() < max_answer_len) answer->push_back(static_cast<char>(c));
-    return c != EOF; /* what was not ended by Enter is no answer */
+    return c != EOF || !answer->empty();
 }
 
 int yorn(const char *question)
