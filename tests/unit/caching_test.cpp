@@ -4,26 +4,26 @@
 
 TEST(caching, read_cache_bit_is_set_byte_by_byte)
 {
+    static const char no_sense[] = "Failed to MODE SENSE Caching mode page 8h\n";
+    static const char no_select[] = "Failed to MODE SELECT Caching mode page 8h\n";
     static const struct {
         uint32_t rcd;
+        uint32_t old;
         const char *page; /* header and page as the drive has them */
         const char *sent; /* null: nothing */
-        uint32_t old;
         const char *message;
     } cases[] = {
-        {1, "0b 00 10 00 88 12 14 02 03 04 05 06",          "0b 00 10 00 08 12 15 02 03 04 05 06",          0, ""                                           },
-        {0, "0b 00 10 00 08 12 ff 02 03 04 05 06",          "0b 00 10 00 08 12 fe 02 03 04 05 06",          1, ""                                           },
-        {3, "06 00 00 00 08 01 00",                         "06 00 00 00 08 01 01",                         0, ""                                           }, /* an odd number is 1 */
-        {1, "06 00 00 00 88 01 01",                         nullptr,                                        1, ""                                           },
-        {1, "0e 00 00 08 00 00 00 00 00 00 02 00 88 01 00", "0e 00 00 08 00 00 00 00 00 00 02 00 08 01 01", 0,
-         ""                                                                                                                                                 },
-        {2, "06 00 00 00 08 01 01",                         "06 00 00 00 08 01 00",                         0,
-         "Failed to MODE SELECT Caching mode page 8h\n"                                                                                                     },
-        {1, "00",                                           nullptr,                                        0, "Failed to MODE SENSE Caching mode page 8h\n"},
-        {1, "03 00 00 00",                                  nullptr,                                        0, "Failed to MODE SENSE Caching mode page 8h\n"},
-        {1, "05 00 00 00 88 01",                            nullptr,                                        0, "Failed to MODE SENSE Caching mode page 8h\n"},
-        {1, "06 00 00 ff 88 01 00",                         nullptr,                                        0, "Failed to MODE SENSE Caching mode page 8h\n"},
-        {1, "06 00 00 01 88 01 00",                         nullptr,                                        0, "Failed to MODE SENSE Caching mode page 8h\n"},
+        {1, 0, "08 00 10 00 88 12 14 02 03",       "08 00 10 00 08 12 15 02 03",       ""       },
+        {0, 1, "08 00 10 00 08 12 ff 02 03",       "08 00 10 00 08 12 fe 02 03",       ""       },
+        {3, 0, "06 00 00 00 08 01 00",             "06 00 00 00 08 01 01",             ""       }, /* odd */
+        {1, 1, "06 00 00 00 88 01 01",             nullptr,                            ""       },
+        {1, 0, "0a 00 00 04 00 00 02 00 88 01 00", "0a 00 00 04 00 00 02 00 08 01 01", ""       },
+        {2, 0, "06 00 00 00 08 01 01",             "06 00 00 00 08 01 00",             no_select},
+        {1, 0, "00",                               nullptr,                            no_sense },
+        {1, 0, "03 00 00 00",                      nullptr,                            no_sense },
+        {1, 0, "05 00 00 00 88 01",                nullptr,                            no_sense },
+        {1, 0, "06 00 00 ff 88 01 00",             nullptr,                            no_sense },
+        {1, 0, "06 00 00 01 88 01 00",             nullptr,                            no_sense },
     };
     for (const auto &c : cases) {
         SCOPED_TRACE(c.page);

@@ -58,7 +58,8 @@ TEST(files, the_first_directory_wins_then_the_earlier_name)
         fs::permissions(dir.write(tool, ""), fs::perms::owner_all);
     dir.write("plain/first", "");
     static const char *const names[] = {"first", "second", nullptr};
-    const std::string before = getenv("PATH");
+    const char *path = getenv("PATH");
+    const std::string before = path ? path : "";
     const auto found_in = [](const std::string &path) {
         setenv("PATH", path.c_str(), 1);
         int index = 0;

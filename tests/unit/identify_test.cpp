@@ -31,7 +31,7 @@ TEST(identify, size_out_of_identify_data)
         {"60:2345 61:1",                                 0x12344,            512    },
         {"60:1 62:7 63:7",                               0x0007000700000000, 512    }, /* all four words */
         {"60:ffff 61:fff 83:4400 101:2222 102:1 103:10", 0x001000012221FFFF, 512    },
-        {"60:fffe 61:fff 83:4400 100:9",                 0x0FFFFFFD,         512    }, /* 28 bits are enough */
+        {"60:fffe 61:fff 83:4400 100:9",                 0x0FFFFFFD,         512    }, /* 28 are enough */
         {"60:ffff 61:fff 83:0400 100:9",                 0x0FFFFFFE,         512    }, /* word 83 not valid */
         {"60:ffff 61:fff 83:c400 100:9",                 0x0FFFFFFE,         512    },
         {"60:ffff 61:fff 83:4000 100:9",                 0x0FFFFFFE,         512    }, /* no 48 bits */

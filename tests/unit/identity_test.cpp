@@ -48,5 +48,5 @@ TEST(identity, serial_numbers_of_one_maker_are_short)
         const std::string page = bytes(std::string("00 80 ") + length) + "  ABCDEFGHIJ";
         EXPECT_EQ(extract_serial(raw(page), page.size(), vendor, model), want) << vendor << model << length;
     }
-    EXPECT_EQ(extract_serial(raw("\0\0\0"), 3, {}, {}), "");
+    EXPECT_EQ(extract_serial(raw(std::string(3, '\0')), 3, {}, {}), "");
 }

@@ -62,6 +62,7 @@ TEST(list, searching_counting_turning_round_and_releasing)
     EXPECT_EQ(text_of(list), "abb");
 
     static std::string released;
+    released.clear();
     g_list_append(g_list_append(list, nullptr), c);
     g_list_free_full(list, [](gpointer letter) { released += *static_cast<char *>(letter); });
     EXPECT_EQ(released, "abbc"); /* not called for the empty one */

@@ -39,8 +39,14 @@ TEST(locate, the_child_is_busy_on_odd_seconds_until_it_is_killed)
     EXPECT_EQ(dev.locate_pid, -1);
 }
 
-TEST(operations, flashing_command)
+TEST(operations, flashing_command_and_SMART_data)
 {
+    fake_drive drive;
+    uint8_t page[smart_page_size];
+    drive.expect("in 85 08 0e 00 d0 00 01 00 00 00 4f 00 c2 00 b0 00 [512]", "AB");
+    EXPECT_EQ(sgen::get_SMART(&drive.dev, page), 1);
+    EXPECT_EQ(page[1], 'B');
+
     Dev dev = {.unit_host = 3, .slot_id = 7, .image = "/x/fw file.lod"};
     const std::unique_ptr<Cmd> cmd = sgen::fw_update(&dev);
     std::string line = std::to_string(cmd->argc);

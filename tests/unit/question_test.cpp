@@ -28,6 +28,7 @@ TEST(question, only_yes_and_no_with_their_capitals_are_answers)
     EXPECT_EQ(answers_of("NO\nn\nno\nN\nNo\n", 1), "0 5");
     EXPECT_EQ(answers_of("", 1), "0 1"); /* end of input */
     EXPECT_EQ(answers_of("what", 1), "0 2");
+    EXPECT_EQ(answers_of(std::string("x\0\nYes\n", 7), 1), "1 2");
     const std::string x30(30, 'x');
     EXPECT_EQ(answers_of(x30 + "\nYes\n", 1), "1 2");    /* just fits */
     EXPECT_EQ(answers_of(x30 + "xYes\nNo\n", 1), "0 2"); /* the rest of a long line answers nothing */

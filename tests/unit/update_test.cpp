@@ -38,9 +38,10 @@ TEST(update, a_failing_tool_gets_seven_attempts_and_as_many_pauses)
     };
     for (const auto &c : cases) {
         temp_dir dir;
-        const std::string count = dir.path("count");
-        tool = {"sh", "-c",
-                "echo >> " + count + "; test $(wc -l < " + count + ") -ge " + std::to_string(c.runs)};
+        const std::string runs = dir.path("runs");
+        tool = {
+            "sh", "-c",
+            format_text(256, "echo >> %s; test $(wc -l < %s) -ge %d", runs.c_str(), runs.c_str(), c.runs)};
         const set_for_now forks(process.forks_left, c.forks);
         const set_for_now pauses(process.slept, std::vector<unsigned>());
         const set_for_now clock(process.clock, std::deque<time_t>{1000, 1007});
