@@ -49,6 +49,7 @@ struct fake_process {
     int forks_left = -1;         /* forks until fork fails; -1: it never does */
     std::vector<unsigned> slept; /* seconds, of each sleep that was not slept */
     std::deque<time_t> clock;    /* what time tells, its last for ever; empty: the real time */
+    std::deque<time_t> uptime;   /* likewise, what the monotonic clock tells */
     unsigned clock_readings = 0;
 };
 extern fake_process process;

@@ -34,19 +34,18 @@ TEST(identity, texts_are_swapped_stripped_and_end_where_the_data_does)
 TEST(identity, serial_numbers_of_one_maker_are_short)
 {
     static const char *const cases[][4] = {
-  /* vendor      model  length   serial in "  ABCDEFGHIJ" */
-        {"WDC",      "WD1", "00 0c", "ABCDEFGHIJ"},
-        {"Seagate",  "X",   "00 0c", "ABCDEFGH"  },
-        {"SEAGATEX", "X",   "00 0c", "ABCDEFGHIJ"},
-        {"X",        "st1", "00 0c", "ABCDEFGH"  },
-        {"SEAGATE",  "ST",  "00 04", "AB"        },
-        {"WDC",      "WD1", "00 02", ""          },
-        {"WDC",      "WD1", "ff ff", "ABCDEFGHIJ"}, /* longer than what came */
-        {"WDC",      "WD1", "00 00", ""          },
+  /* vendor  model  behind the header  serial */
+        {"WDC",      "WD1", "  ABCDEFGHIJ", "ABCDEFGHIJ"},
+        {"Seagate",  "X",   "  ABCDEFGHIJ", "ABCDEFGH"  },
+        {"SEAGATEX", "X",   "  ABCDEFGHIJ", "ABCDEFGHIJ"},
+        {"X",        "st1", "  ABCDEFGHIJ", "ABCDEFGH"  },
+        {"SEAGATE",  "ST",  "AB",           "AB"        },
+        {"WDC",      "WD1", "  ",           ""          },
+        {"WDC",      "WD1", "",             ""          },
     };
-    for (const auto &[vendor, model, length, want] : cases) {
-        const std::string page = bytes(std::string("00 80 ") + length) + "  ABCDEFGHIJ";
-        EXPECT_EQ(extract_serial(raw(page), page.size(), vendor, model), want) << vendor << model << length;
+    for (const auto &[vendor, model, content, want] : cases) {
+        const std::string page = bytes("00 80 00 00") + content;
+        EXPECT_EQ(extract_serial(raw(page), page.size(), vendor, model), want) << vendor << model << content;
     }
     EXPECT_EQ(extract_serial(raw(std::string(3, '\0')), 3, {}, {}), "");
 }

@@ -44,7 +44,7 @@ TEST(update, a_failing_tool_gets_seven_attempts_and_as_many_pauses)
             format_text(256, "echo >> %s; test $(wc -l < %s) -ge %d", runs.c_str(), runs.c_str(), c.runs)};
         const set_for_now forks(process.forks_left, c.forks);
         const set_for_now pauses(process.slept, std::vector<unsigned>());
-        const set_for_now clock(process.clock, std::deque<time_t>{1000, 1007});
+        const set_for_now clock(process.uptime, std::deque<time_t>{1000, 1007});
         Dev dev = {.fw_update_successful = !c.successful, .selected = 1};
         update_args args = {.i = 2, .total = 3, .numerrors = 5, .yes = 1};
 
@@ -82,7 +82,7 @@ TEST(update, the_script_repeats_the_command_and_an_interactive_run_says_more)
     temp_dir dir;
     Dev dev = {.selected = 1};
     update_args args = {.i = 1, .total = 1};
-    const set_for_now clock(process.clock, std::deque<time_t>{1000, 1007});
+    const set_for_now clock(process.uptime, std::deque<time_t>{1000, 1007});
     tool = {"true", "a b", "c'd"};
     std::string said;
     EXPECT_EQ(
