@@ -37,7 +37,7 @@ ROWS = [  # drives of one host, their lines in the listing, a line of the trace 
     (SAS + "no-block", SAS_LINE.replace("sda", "sdX"), "Cannot determine block name of {h}:0:0:0"),
     (SAS + "old-block-link", SAS_LINE, None),
     (SAS + "no-attribute=vendor,model,rev", 'sda,{h},0,(null),"(null)",(null),-,-;\n', None),
-    (SAS + "refuse=1201", SAS_LINE, 'Vendor="SEAGATE", Model="ST600MM0006", Rev="0003", Serial="<unknown>"'),
+    (HGST + "refuse=1201", HGST_LINE, 'Vendor="HGST", Model="HUS724030ALS640", Rev="A1C4", Serial="<unknown>"'),
     (HGST + "answer=1201800004:0080ffff", HGST_LINE, 'Vendor="HGST", Model="HUS724030ALS640", Rev="A1C4", Serial=""'),
     (SAS + "answer=120180:00", SAS_LINE, 'Vendor="SEAGATE", Model="ST600MM0006", Rev="0003", Serial=""'),
     (SAS + "refuse=9E", SAS_LINE, "READ CAPACITY(16) failed, trying READ CAPACITY(10)"),
