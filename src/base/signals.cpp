@@ -44,6 +44,7 @@ void reset_signals_in_child()
 {
     for (const int s : held_signals)
         signal(s, SIG_DFL);
+    signal(SIGPIPE, SIG_DFL);
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -60,6 +61,7 @@ note_end_signals::note_end_signals()
     sigset_t blocked;
     sigemptyset(&blocked);
     sigaddset(&blocked, SIGWINCH);
+    sigaddset(&blocked, SIGTSTP);
     for (const int s : end_signals)
         sigaddset(&blocked, s);
     sigprocmask(SIG_BLOCK, &blocked, &mask_before_);

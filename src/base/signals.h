@@ -25,9 +25,9 @@ class hold_signals
     sigset_t before_;
 };
 
-/* While it lives, signals that ask the program to end are only noted, and they and a change of the terminal's
- * size are delivered nowhere but inside ppoll with waiting_mask(): whoever waits for a key sees each of them.
- */
+/* While it lives, signals that ask the program to end are only noted, and they, a change of the terminal's
+ * size and a request to stop are delivered nowhere but inside ppoll with waiting_mask(): whoever waits for a
+ * key sees each. */
 class note_end_signals
 {
   public:

@@ -82,16 +82,18 @@ void show_new_variable(const char *pname, const char *name)
         fprintf(stderr, "%s: cannot fetch new %s\n", pname, name);
 }
 
-void redirect_diagnostics(const char *path)
+void redirect_diagnostics(const char *path, bool has_screens)
 {
     unlink(path);
     /* Not freopen: on failure it would close the stream, and the next file opened would receive what is meant
      * for the operator. */
-    const unique_fd fd(open_for_append(path));
-    if (fd.get() == -1)
+    int fd = open_for_append(path);
+    if (fd == -1) {
         perror(path);
-    else
-        dup2(fd.get(), STDERR_FILENO);
+        if (has_screens) fd = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    }
+    const unique_fd closing(fd);
+    if (fd != -1) dup2(fd, STDERR_FILENO);
     setvbuf(stderr, nullptr, _IOLBF, 0);
 }
 

@@ -18,9 +18,9 @@ int extend_LD_LIBRARY_PATH(const char *pname, const std::string &reldir);
 /* Writes "<pname>: new <name>=..." to the error stream. */
 void show_new_variable(const char *pname, const char *name);
 
-/* Sends the error stream to a file made anew, one line at a time. When the file can't be made the stream
- * stays where it is, after a message. */
-void redirect_diagnostics(const char *path);
+/* Sends the error stream to a file made anew, one line at a time. When the file can't be made, says so, and
+ * leaves the stream where it is; where there will be screens, nothing more is written to it. */
+void redirect_diagnostics(const char *path, bool has_screens);
 
 /* First line of the version file less trailing white space; "?.?" when there is none. */
 std::string read_version(const char *path);

@@ -3,9 +3,11 @@
 #include "base/signals.h"
 #include "ui/menu.h"
 
+#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <ftw.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 constexpr int max_open_dirs = 10;
 constexpr size_t shown_name_size = 64;
@@ -19,13 +21,32 @@ struct keymapping {
 static GList
     *keymapping; /* the keymaps found, ascending by name; filled through ftw, which passes no pointer on */
 
+/* Runs a command whose result nobody asks for. What it says goes to the error stream: standard output is for
+ * the screens and for calling scripts. */
+static void run_in_shell(const char *command)
+{
+    fflush(nullptr);
+    const pid_t pid = fork();
+    if (pid == -1) {
+        perror("fork");
+        return;
+    }
+    if (pid == 0) {
+        reset_signals_in_child();
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+        execl("/bin/sh", "sh", "-c", command, nullptr);
+        perror("/bin/sh");
+        _exit(1);
+    }
+    while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {
+    }
+}
+
 void load_keymap(const char *path)
 {
     const std::string command = format_text(command_size, "loadkeys %s", path);
     fprintf(stderr, "%s\n", command.c_str());
-    fflush(nullptr);
-    // NOLINTNEXTLINE(cert-env33-c): the file is named by whoever prepared the maintenance system
-    if (system(command.c_str()) == -1) perror("system");
+    run_in_shell(command.c_str());
 }
 
 static gint compare_mappings(gconstpointer a, gconstpointer b)

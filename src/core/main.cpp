@@ -101,12 +101,18 @@ static int move_into_tree(const char *pname, const run_paths &paths, run_options
     return 1;
 }
 
+/* Neither a listing nor an unattended update: somebody sits at the screen. */
+static bool is_interactive(const run_options &opts)
+{
+    return !opts.targets && !opts.list_only;
+}
+
 static void choose_keyboard(const std::optional<config_pairs> &config, const run_options &opts)
 {
     const char *keymap = lookup_config(config, "keymap");
     if (keymap && is_readable(keymap))
         load_keymap(keymap);
-    else if (!opts.targets && !opts.list_only)
+    else if (is_interactive(opts))
         select_keyboard(opts.reldir);
 }
 
@@ -164,7 +170,7 @@ static int run_mode(const run_options &opts, const run_paths &paths)
     g_list_free_full(vendormap, free_one_vendor);
     vendormap = nullptr;
 
-    const int answer = !opts.targets && !opts.list_only ? status_screen(status_list) : 0;
+    const int answer = is_interactive(opts) ? status_screen(status_list) : 0;
     obey_end_request();
     g_list_free_full(status_list, free_one_status);
     return answer;
@@ -205,15 +211,18 @@ int main(int argc, char *argv[])
     }
     if (!verbose)
         redirect_diagnostics(
-            format_text(path_size, "%s/Data/Vandrel.stderr", opts.reldir ? opts.reldir->c_str() : "")
-                .c_str());
+            format_text(path_size, "%s/Data/Vandrel.stderr", opts.reldir ? opts.reldir->c_str() : "").c_str(),
+            is_interactive(opts));
     choose_keyboard(config, opts);
 
     const int answer = run_mode(opts, paths);
-    if (fflush(stdout) == EOF || ferror(stdout)) {
+    if (!is_interactive(opts) && (fflush(stdout) == EOF || ferror(stdout))) {
         perror("standard output");
         return exit_failure; /* a script must not take what it got for the whole */
     }
-    if (!opts.reldir && answer) execlp("init", "init", "0", nullptr);
+    if (!opts.reldir && answer) {
+        fflush(nullptr);
+        execlp("init", "init", "0", nullptr);
+    }
     return 0;
 }

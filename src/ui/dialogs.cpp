@@ -109,7 +109,7 @@ static void show_one_status(gpointer data, gpointer user_data)
     if (strcmp(line->status, status_ok) == 0) color = COLOR_PAIR(pair_green);
     if (strcmp(line->status, status_fail) == 0) color = COLOR_PAIR(pair_red);
 
-    draw_row(row, 0, line->name);
+    draw_text(row, 0, line->name);
     draw_text(row, column, "[");
     attron(color);
     draw_text(row, column + 1, line->status);
@@ -124,9 +124,9 @@ static void draw_summary(GList *status_list)
     draw_title("Summary Page");
     int row = 1;
     g_list_foreach(status_list, show_one_status, &row);
-    draw_row(height - 4, 0, banner_line);
-    draw_row(height - 3, 0, banner_text);
-    draw_row(height - 2, 0, banner_line);
+    draw_text(height - 4, 0, banner_line);
+    draw_text(height - 3, 0, banner_text);
+    draw_text(height - 2, 0, banner_line);
     draw_row(height - 1, 0, power_off_prompt);
 }
 

@@ -20,20 +20,21 @@ static int wait_for_input()
 
 int read_key()
 {
-    while (!end_is_requested()) {
+    for (int empty_reads = 0; empty_reads < 2;) { /* readable, yet nothing to read, twice in a row: the end */
+        if (end_is_requested()) return key_end;
         const int key = getch(); /* does not wait: takes what curses has read ahead, too */
         if (key != ERR) return key;
-        if (!wait_for_input()) continue;
-        const int first = getch();
-        if (first != ERR) return first;
-        return key_end; /* readable and yet nothing to read */
+        empty_reads = wait_for_input() ? empty_reads + 1 : 0;
     }
     return key_end;
 }
 
+/* Draws the line in its place, one column a byte; it may run on into the next row. */
 static void echo_line(const typed_line &line)
 {
-    draw_text(line.row, line.column, line.text);
+    if (move(line.row, line.column) == ERR) return;
+    for (const char c : line.text)
+        addch(static_cast<chtype>(c >= ' ' && c < delete_char ? c : '?'));
 }
 
 /* Takes the last character back, also where the line has run on into the next row. */
@@ -48,9 +49,10 @@ static void erase_last(typed_line *line)
     move(row, column);
 }
 
+/* Whatever is no function key goes into the line: an answer with something odd in it is not the exact one. */
 static bool is_text(int key)
 {
-    return key >= ' ' && key < delete_char;
+    return key > 0 && key < KEY_MIN;
 }
 
 static bool is_erase(int key)

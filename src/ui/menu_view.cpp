@@ -56,6 +56,9 @@ void move_up(menu_view *view)
 
 void fit_height(menu_view *view, int height)
 {
+    if (view->cursor_row <= last_item_row(height)) return;
+    /* A hidden first node takes no row: leaving it behind scrolls nothing. */
+    if (view->do_show(view->first_visible->payload, nullptr) != 0) scroll_down(view);
     while (view->cursor_row > first_item_row && view->cursor_row > last_item_row(height)) {
         scroll_down(view);
         --view->cursor_row;

@@ -25,7 +25,8 @@ int showfileseg(FILE *src, int startline, WINDOW *scr, int rows, int cols)
         if (wmove(scr, row, 0) != ERR) wclrtoeol(scr);
         if (!fgets(line, sizeof line, src)) continue;
         strip_line(line);
-        if (line[0] == '\n') continue; /* an empty line: nothing to see on the cleared row */
+        if (line[1] == '\0' && isspace(static_cast<unsigned char>(line[0])))
+            continue; /* kept, but nothing to see */
         if (wmove(scr, row, 0) != ERR) waddstr(scr, cut_to_width(line, cols).c_str());
     }
     return fgets(line, sizeof line, src) ? 0 : 1;

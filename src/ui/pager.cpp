@@ -8,9 +8,20 @@
 #include "ui/screen.h"
 
 #include <cstdio>
+#include <fcntl.h>
 
 constexpr char help_footer[] = "%sUse cursor keys to scroll through help or hit \"q\" to return to program";
 constexpr char log_footer[] = "%sUse cursor keys to scroll through log  or hit \"q\" to quit";
+
+/* Opens a file for reading. Does not wait for the other end of a pipe: nothing could end that. */
+static file_ptr open_page_file(const char *pathname)
+{
+    unique_fd fd(open(pathname, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (fd.get() == -1) return nullptr;
+    file_ptr f(fdopen(fd.get(), "r"));
+    if (f) fd.release();
+    return f;
+}
 
 /* Draws the page that starts at line `start`, with its footer. Returns 1 when the file's end is visible. */
 static int draw_page(FILE *f, int start, WINDOW *window, const char *footer)
@@ -46,6 +57,7 @@ static void page_through(FILE *f, WINDOW *window, const char *footer)
         case KEY_RESIZE:
             wresize(window, screen_height(), screen_width());
             ROWS = screen_height();
+            untouchwin(stdscr); /* reading a key would paint it over the page */
             touchwin(window);
             break;
         case 'q':
@@ -60,7 +72,7 @@ static void page_through(FILE *f, WINDOW *window, const char *footer)
 
 void show_help(const char *filename)
 {
-    const file_ptr f(fopen(filename, "rte"));
+    const file_ptr f = open_page_file(filename);
     if (!f) return;
     WINDOW *window = newwin(screen_height(), screen_width(), 0, 0);
     if (!window) return;
@@ -71,7 +83,7 @@ void show_help(const char *filename)
 
 void showfile(const char *pathname)
 {
-    const file_ptr f(fopen(pathname, "re"));
+    const file_ptr f = open_page_file(pathname);
     if (!f) return;
     const curses_session session;
     if (!session.is_open()) return;

@@ -7,9 +7,33 @@
 #include <clocale>
 #include <cstdio>
 #include <cstring>
+#include <iterator>
 
 int ROWS;
 int use_colors;
+
+/* The library catches these signals from its first screen on and never lets go; they are its own only while a
+ * screen is open. Left caught, a resized terminal would interrupt whatever the program waits for between two
+ * screens. */
+static constexpr int library_signals[] = {SIGWINCH, SIGTSTP};
+static struct sigaction library_actions[std::size(library_signals)];
+static bool library_is_started;
+
+static void give_signals_to_library()
+{
+    for (size_t i = 0; i < std::size(library_signals); ++i)
+        if (library_is_started)
+            sigaction(library_signals[i], &library_actions[i], nullptr);
+        else
+            sigaction(library_signals[i], nullptr, &library_actions[i]);
+    library_is_started = true;
+}
+
+static void take_signals_from_library()
+{
+    for (const int s : library_signals)
+        signal(s, SIG_DFL);
+}
 
 curses_session::curses_session() : screen_(nullptr)
 {
@@ -21,6 +45,7 @@ curses_session::curses_session() : screen_(nullptr)
         setlocale(LC_CTYPE, "C");
         return;
     }
+    give_signals_to_library();
     raw();
     keypad(stdscr, TRUE);
     noecho();
@@ -32,6 +57,7 @@ curses_session::~curses_session()
     if (!screen_) return;
     endwin();
     delscreen(screen_);
+    take_signals_from_library();
     setlocale(LC_CTYPE, "C");
 }
 
@@ -56,14 +82,14 @@ int screen_width()
 
 void draw_text(int row, int column, const std::string &s)
 {
-    if (move(row, column) != ERR) addstr(s.c_str());
+    if (move(row, column) != ERR) addstr(cut_to_width(s, screen_width() - column).c_str());
 }
 
 void draw_row(int row, int column, const std::string &line)
 {
     if (move(row, 0) == ERR) return;
     clrtoeol();
-    draw_text(row, column, cut_to_width(line, screen_width() - column));
+    draw_text(row, column, line);
 }
 
 void center(int row, const char *s)

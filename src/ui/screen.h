@@ -41,7 +41,7 @@ int screen_width();
  * edge. */
 void draw_row(int row, int column, const std::string &line);
 
-/* Draws s at (row, column) of the standard screen, unless that lies outside. */
+/* Draws s at (row, column) of the standard screen, cut at its edge, unless that place lies outside. */
 void draw_text(int row, int column, const std::string &s);
 
 /* Draws s centred on a row of the standard screen; one that is wider than the screen is not drawn. */

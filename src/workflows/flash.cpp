@@ -123,6 +123,8 @@ attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
 {
     const hold_signals hold;
     const time_t start = uptime_s();
+    signal(SIGCHLD,
+           SIG_DFL); /* a controller library may have changed it; ignored, it would hide how the tool ended */
     const pid_t pid = fork();
     if (pid == -1) {
         perror("fork");

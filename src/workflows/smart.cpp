@@ -50,6 +50,8 @@ const char *format_SMART_line(gpointer data, short *colorp)
     static char line[menu_line_size];
     const auto *dev = static_cast<const Dev *>(data);
     if (!dev) return " Adp | Un,Drv | Vendor   | Model            | Revision | Serial-Number";
+    if (show_SMART_line(dev, nullptr) != 0)
+        return nullptr; /* the highlight passes over it, so it takes no row */
     snprintf(line, sizeof line, "%4s | %-6s | %-8s | %-16s | %-8s | %s", shown(dev->adapter),
              unit_drive_column(dev).c_str(), shown(dev->vendor), shown(dev->model), shown(dev->rev),
              shown(dev->serial));

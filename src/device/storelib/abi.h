@@ -69,6 +69,7 @@ static_assert(offsetof(_SL_LIB_CMD_PARAM_T, cmd) == 1);
 static_assert(offsetof(_SL_LIB_CMD_PARAM_T, AppsSupportEXTConfig) == 2);
 static_assert(offsetof(_SL_LIB_CMD_PARAM_T, ctrlId) == 4);
 static_assert(offsetof(_SL_LIB_CMD_PARAM_T, pdRef) == 8);
+static_assert(offsetof(_SL_LIB_CMD_PARAM_T, pdRef.seqNum) == 10);
 static_assert(offsetof(_SL_LIB_CMD_PARAM_T, cmdParam) == 16);
 static_assert(offsetof(_SL_LIB_CMD_PARAM_T, dataSize) == 24);
 static_assert(offsetof(_SL_LIB_CMD_PARAM_T, pData) == 32);
@@ -86,6 +87,8 @@ struct SL_CTRL_LIST_T {
     uint32_t ctrlId[SL_MAX_CTRLS];
 };
 static_assert(sizeof(SL_CTRL_LIST_T) == 260);
+static_assert(offsetof(SL_CTRL_LIST_T, count) == 0);
+static_assert(offsetof(SL_CTRL_LIST_T, flags) == 2);
 static_assert(offsetof(SL_CTRL_LIST_T, ctrlId) == 4);
 
 struct _MR_CTRL_INFO {
@@ -97,6 +100,7 @@ struct _MR_CTRL_INFO {
 };
 static_assert(sizeof(_MR_CTRL_INFO) == 2048);
 static_assert(offsetof(_MR_CTRL_INFO, pci) == 0);
+static_assert(offsetof(_MR_CTRL_INFO, pci.deviceId) == 2);
 
 struct _MR_PD_ADDRESS {
     uint16_t deviceId;
@@ -108,10 +112,12 @@ struct _MR_PD_ADDRESS {
     uint64_t sasAddr[2];
 };
 static_assert(sizeof(_MR_PD_ADDRESS) == 24);
+static_assert(offsetof(_MR_PD_ADDRESS, deviceId) == 0);
 static_assert(offsetof(_MR_PD_ADDRESS, enclDeviceId) == 2);
 static_assert(offsetof(_MR_PD_ADDRESS, enclIndex) == 4);
 static_assert(offsetof(_MR_PD_ADDRESS, slotNumber) == 5);
 static_assert(offsetof(_MR_PD_ADDRESS, scsiDevType) == 6);
+static_assert(offsetof(_MR_PD_ADDRESS, connectedPorts) == 7);
 static_assert(offsetof(_MR_PD_ADDRESS, sasAddr) == 8);
 
 struct _MR_PD_LIST {
@@ -120,6 +126,7 @@ struct _MR_PD_LIST {
     _MR_PD_ADDRESS addr[SL_MAX_PDS];
 };
 static_assert(sizeof(_MR_PD_LIST) == 12296);
+static_assert(offsetof(_MR_PD_LIST, size) == 0);
 static_assert(offsetof(_MR_PD_LIST, count) == 4);
 static_assert(offsetof(_MR_PD_LIST, addr) == 8);
 
@@ -140,6 +147,7 @@ struct _MR_PD_INFO {
     uint8_t reserved_260[252];
 };
 static_assert(sizeof(_MR_PD_INFO) == 512);
+static_assert(offsetof(_MR_PD_INFO, ref) == 0);
 static_assert(offsetof(_MR_PD_INFO, inquiryData) == 4);
 static_assert(offsetof(_MR_PD_INFO, vpdPage83) == 100);
 static_assert(offsetof(_MR_PD_INFO, scsiDevType) == 165);
@@ -164,7 +172,9 @@ struct _SL_SCSI_PASSTHRU_T {
     uint32_t dataSize;
 };
 static_assert(sizeof(_SL_SCSI_PASSTHRU_T) == 64);
+static_assert(offsetof(_SL_SCSI_PASSTHRU_T, targetId) == 0);
 static_assert(offsetof(_SL_SCSI_PASSTHRU_T, cmd) == 2);
+static_assert(offsetof(_SL_SCSI_PASSTHRU_T, lun) == 3);
 static_assert(offsetof(_SL_SCSI_PASSTHRU_T, dir) == 4);
 static_assert(offsetof(_SL_SCSI_PASSTHRU_T, timeout) == 8);
 static_assert(offsetof(_SL_SCSI_PASSTHRU_T, scsiStatus) == 10);
@@ -194,6 +204,23 @@ struct _REGISTER_HOST_TO_DEVICE_FIS_LBA48 {
     uint8_t Reserved10to14[4];
 };
 static_assert(sizeof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48) == 20);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, FISType) == 0);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, CommandBit) == 1);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, Command) == 2);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, Features) == 3);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, LBALow_0_7) == 4);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, LBAMid_8_15) == 5);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, LBAHigh_16_23) == 6);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, Device) == 7);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, LBALowExp_24_31) == 8);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, LBAMidExp_32_39) == 9);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, LBAHighExp_40_47) == 10);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, FeaturesExp) == 11);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, SectorCount0_7) == 12);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, SectorCountExp8_15) == 13);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, Reserved0E) == 14);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, Control) == 15);
+static_assert(offsetof(_REGISTER_HOST_TO_DEVICE_FIS_LBA48, Reserved10to14) == 16);
 
 /* ATA pass-through: this header, then the response FIS, then dataLen bytes. */
 struct _SL_STP_PASSTHRU_T {
@@ -208,6 +235,7 @@ struct _SL_STP_PASSTHRU_T {
     uint32_t dataLen;
 };
 static_assert(sizeof(_SL_STP_PASSTHRU_T) == 40);
+static_assert(offsetof(_SL_STP_PASSTHRU_T, targetId) == 0);
 static_assert(offsetof(_SL_STP_PASSTHRU_T, dir) == 1);
 static_assert(offsetof(_SL_STP_PASSTHRU_T, timeout) == 2);
 static_assert(offsetof(_SL_STP_PASSTHRU_T, stpFlags) == 4);

@@ -103,13 +103,14 @@ static void trace_fis(const char *when, const SATA_command &row, const void *fis
 
 /* Sends the FIS with room for `size` bytes of data. Returns the pass-through buffer as the library left it:
  * header, response FIS, data; empty, after a message, when the library refuses. */
-static std::vector<uint8_t> send(Dev *dev, const SATA_command &row, const command_fis &fis, size_t size)
+static std::vector<uint8_t> send(Dev *dev, const SATA_command &row, const command_fis &fis, uint8_t dir,
+                                 size_t size)
 {
     _SL_STP_PASSTHRU_T header = {};
     header.targetId = static_cast<uint8_t>(dev->drv);
-    header.dir = size > 0 ? SL_DIR_READ : SL_DIR_NONE;
+    header.dir = dir;
     header.timeout = timeout_s;
-    header.stpFlags = size > 0 ? STP_FLAGS_DATA_IN : STP_FLAGS_NON_DATA;
+    header.stpFlags = dir == SL_DIR_READ ? STP_FLAGS_DATA_IN : STP_FLAGS_NON_DATA;
     header.fis = fis;
     header.fisResponseLen = fis_size;
     header.dataLen = static_cast<uint32_t>(size);
@@ -142,7 +143,7 @@ int SATA_cmd_nodata(Dev *dev, uint8_t command, uint16_t features, uint16_t count
     command_fis fis = build_fis(command, features, count, lba);
     fis.Device = row->device;
     trace_fis(" Before", *row, &fis);
-    return !send(dev, *row, fis, 0).empty();
+    return !send(dev, *row, fis, SL_DIR_NONE, 0).empty();
 }
 
 int SATA_cmd_in(Dev *dev, uint8_t command, uint16_t features, uint16_t count, uint64_t lba, void *buffer,
@@ -153,7 +154,7 @@ int SATA_cmd_in(Dev *dev, uint8_t command, uint16_t features, uint16_t count, ui
     command_fis fis = build_fis(command, features, count, lba);
     trace_fis(" Before", *row, &fis); /* established output: without the device register */
     fis.Device = row->device;
-    const std::vector<uint8_t> reply = send(dev, *row, fis, size);
+    const std::vector<uint8_t> reply = send(dev, *row, fis, SL_DIR_READ, size);
     if (reply.empty()) return 0;
 
     /* The data stands behind the response FIS, whose length the library returns; one that would push it out

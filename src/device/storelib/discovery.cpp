@@ -81,7 +81,7 @@ static int read_drive_info(const controller *ctrl, uint16_t deviceId, _MR_PD_INF
 static void fill_from_inquiry(Dev *dev, const _MR_PD_INFO &pd_info)
 {
     const auto fill = [&pd_info](text *t, const text_field &field) {
-        if (!*t) *t = extract_string(pd_info.inquiryData, sizeof pd_info.inquiryData, field);
+        if (!*t || (*t)->empty()) *t = extract_string(pd_info.inquiryData, sizeof pd_info.inquiryData, field);
     };
     fill(&dev->vendor, inquiry_vendor);
     fill(&dev->model, inquiry_model);

@@ -3,7 +3,6 @@
 #include "device/storelib/passthrough.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
@@ -33,7 +32,8 @@ struct scsi_request {
 static int send(Dev *dev, uint8_t dir, const uint8_t *cdb, size_t cdblen, const void *out, size_t size,
                 scsi_request *req)
 {
-    if (cdblen > cdb_size) abort(); /* a programming error, not a condition of the drive */
+    *req = {};
+    if (cdblen == 0 || cdblen > cdb_size) return 0; /* no command that could be sent */
 
     _SL_SCSI_PASSTHRU_T header = {};
     header.targetId = static_cast<uint16_t>(dev->drv);

@@ -1,0 +1,133 @@
+"""The command line, Config.txt, the map and what else is read from files, good and bad."""
+import random
+import unittest
+
+from machine import BUILD, SCRIPT, Machine
+
+USAGE = "usage: vandrel [-AVkhv?] [-M <mapfile>] [-R <reldir>]\n"
+HELP = USAGE + """    -A: show all drives
+    -k: keep script after download
+    -f: force update
+    -v: increase verbosity
+    -?, -h: show this help
+    -M <mapfile>: use <mapfile> rather than Map.txt
+    -R <reldir>: look for files in <reldir> rather than in /
+    -V: show program version(s)
+"""
+DRIVE = 'sda,0,0,ATA,"ST4000NM0033",SN04,-,-;\n'
+MAP = "ST4000.* .* SN06 x-SN06.lod\n"
+IMAGE = {"Data/x-SN06.lod": "revision=SN06\n"}
+
+
+def line(new="-", image="-", rev="SN04"):
+    return f'sda,0,0,ATA,"ST4000NM0033",{rev},{new},{image};\n'
+
+
+class Start(unittest.TestCase):
+    maxDiff = None
+
+    def test_command_lines_that_list_and_flash_nothing(self):
+        revision = (BUILD / "src/revision.h").read_text().split('"')[-2]
+        exclusive = "vandrel: -l/--list and -T/--targets are mutually exclusive\n"
+        cases = [  # options, exit status, error stream
+            (["-h"], 0, HELP), (["-?"], 0, HELP), (["-h", "-x"], 0, HELP), (["-V", "-h"], 0, HELP),
+            (["--nonsense"], 0, "vandrel: unrecognized option '--nonsense'\n" + HELP),
+            (["-x"], 255, "vandrel: invalid option -- 'x'\n" + USAGE),
+            (["-x", "-h"], 255, "vandrel: invalid option -- 'x'\n" + USAGE * 2),
+            (["-T", "ALL"], 255, "vandrel: invalid option -- 'T'\n" + USAGE),
+            (["-M"], 255, "vandrel: option requires an argument -- 'M'\n" + USAGE),
+            (["--targets"], 255, "vandrel: option '--targets' requires an argument\n" + USAGE),
+            (["--targets", "ALL", "--targets", "sda,0,0"], 255, ""),
+            *((["--targets", bad], 255, "") for bad in
+              ["", "all", "sda,0", "SDA,0,0", "sdabc,0,0", "sda,0,0:", "1,2,3 "]),
+            (["-l", "--targets", "ALL"], 255, exclusive),
+            (["--targets", "sdab,2,5:3,1,7", "-V"], 0, "Vandrel V  7.1\n"),
+            (["-V", "-V"], 0, f"Vandrel V  7.1\n{revision}\n"),
+        ]
+        for options, status, error in cases:
+            with self.subTest(options=options):
+                m = Machine(self, DRIVE, {"VERSION": "  7.1 \t\r\nmore"}).run(*options)
+                self.assertEqual((m.status, m.out, m.err), (status, "", error))
+                self.assertEqual((m.commands, m.diagnostics), ([], None))
+        m = Machine(self, DRIVE, {"Data/Config.txt": "targets=ALL\n"}).run("--list")
+        self.assertEqual((m.status, m.out, m.err), (255, "", exclusive))
+
+    def test_maps_and_images(self):
+        files = IMAGE | {"Data/Map.txt": MAP, "maps/other": "ST.* SN0[45] SN05 gone.lod\nST.* SN04 SN05 x-SN06.lod\n"}
+        missing, other = "R//Data/gone.lod: No such file or directory\n", line("SN05", '"x-SN06.lod"')
+        cases = [  # the drive's revision, options, listing, diagnostics
+            ("SN04", [], line("SN06", '"x-SN06.lod"'), ""),
+            ("SN06", [], line(rev="SN06"), ""),
+            ("SN06", ["-f"], line("SN06", '"x-SN06.lod"', "SN06"), ""),
+            ("SN04", ["-M", "maps/other"], other, missing),
+            ("SN04", ["-M", "ROOT/maps/other"], other, missing),
+            ("SN05", ["-M", "maps/other"], line(rev="SN05"), missing),
+            ("SN05", ["-M", "maps/other", "-f", "-n"], line("SN05", '"gone.lod"', "SN05"), ""),
+            ("SN04", ["-M", "maps/none"], line(), "R/maps/none: No such file or directory\n"),
+        ]
+        for rev, options, listing, said in cases:
+            with self.subTest(rev=rev, options=options):
+                m = Machine(self, DRIVE.replace("SN04", rev), files).run("-V")
+                m.run("--list", *(word.replace("ROOT", str(m.root)) for word in options), direct=True)
+                self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, listing, "", said))
+
+    def test_map_lines(self):
+        lines = [
+            ("ST.* .* R1 x-SN06.lod", ""),
+            ("# ( comment", ""), (" \t\r", ""), ("\0binary", ""),
+            ("ST4000.*", "Bad pattern in line #\n"),
+            ("ST\0 .* R2 x-SN06.lod", "Bad pattern in line #\n"),
+            ('"ST.* .* R2 x-SN06.lod', "Bad pattern in line #\n"),
+            ("ST.* SN04", "Bad pattern in line #\n"),
+            ("ST.* ", "Misformed line #\n"),
+            ("ST.* SN04 R2", "Bad revision in line #\n"),
+            ("ST.* SN04 R2 ", "Misformed line #\n"),
+            ("ST.* SN04 R2 'x-SN06.lod", "Bad pathname in line #\n"),
+            ('"ST.*" .* R2 x-SN06.lod', "Bad pattern in line #\n"),
+            ("ST.* .* R2 gone.lod", "R//Data/gone.lod: No such file or directory\n"),
+            ("ST(.* .* R2 x-SN06.lod", "Error in pattern line #: Unmatched ( or \\(\n"),
+            ("ST.* [a R2 x-SN06.lod", "Error in pattern line #: Unmatched [, [^, [:, [., or [=\n"),
+            ("ST.* .* " + "x" * 20000, "Bad revision in line #\n" + "Bad pattern in line #\n" * 2),
+            (r'"NM00\d+$"^\w+$"R3"x-SN06.lod"', ""),
+            (r"^\D .* R2 x-SN06.lod and more", ""),  # matches a digit, or an exclamation mark
+            ("ST5 .* R2 x-SN06.lod", ""), ("ST.* SN0.. R2 x-SN06.lod", ""),
+        ]
+        pieces = [message for _, messages in lines for message in messages.splitlines(True) or [""]]
+        said = "".join(message.replace("#", str(number)) for number, message in enumerate(pieces, 1))
+        files = IMAGE | {"Data/Map.txt": "".join(row[0] + "\n" for row in lines),
+                         "Data/Vandrel.stderr": "of an earlier run\n"}
+        m = Machine(self, DRIVE, files).run("--list")
+        self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, line("R3", '"x-SN06.lod"'), "", said))
+
+    def test_verbose_start(self):
+        config = "verbose = YES\n# verbose=no\n  keymap = x\nx=\"1\" # note\n2x=1\nverbose=no\n" + "y=" + "z" * 9000
+        echo = ('Config.txt:\n    verbose = "YES"\n      keym = "="\n    x = ""1" # note"\n    verbose = "no"\n'
+                f'    y = "{"z" * 8189}"\n')
+        search = ('vandrel: old PATH="/usr/bin"\nvandrel: old LD_LIBRARY_PATH="/nowhere"\nvandrel: new PATH="'
+                  'R/sbin:R/usr/sbin:R/usr/local/sbin:R/root/bin:R/usr/local/bin:R/usr/bin:/usr/bin"\n'
+                  'vandrel: new LD_LIBRARY_PATH="R/lib:R/usr/lib:R/usr/local/lib:/nowhere"\n'
+                  'new mapname="R//Data/Map.txt"\nnew versionname="R/./VERSION"\nnew Log_path="R//Data/Vandrel.log"\n'
+                  'new FW_help_path="R/./Vandrel.help"\nnew SMART187_help_path="R/./SMART187.help"\n')
+        cases = [(config, [], {}, echo + search), ("verbose=on\n", [], {}, ""), ("Verbose=yes\n", [], {}, ""),
+                 ("", ["-v"], {}, "Config.txt:\n" + search), (None, [], {"Vandrel_VERBOSE": ""}, search)]
+        for content, options, env, start in cases:
+            with self.subTest(content=content, options=options, env=env):
+                files = {} if content is None else {"Data/Config.txt": content}
+                m = Machine(self, DRIVE, IMAGE | {"Data/Map.txt": MAP} | files)
+                m.run("--list", *options, env=env | {"PATH": "/usr/bin", "LD_LIBRARY_PATH": "/nowhere"})
+                self.assertEqual((m.status, m.out), (0, line("SN06", '"x-SN06.lod"')))
+                self.assertEqual(m.diagnostics, None if start else "")
+                self.assertEqual(m.err[:len(start)] if start else m.err, start)
+
+
+class Junk(unittest.TestCase):
+    def test_junk_in_every_file(self):
+        self.addCleanup(SCRIPT.unlink, missing_ok=True)
+        names = ["Data/Config.txt", "Data/ULL", "Data/vendor.csv", "VERSION", "Data/Map.txt"]
+        noise = random.Random(1).randbytes(100000).replace(b"=", b"-")
+        for junk in [bytes(5000) + b"\n\0\n", b"(" * 20000, b'"' * 20001, b"a=" * 10000, noise,
+                     b"ST.* .* R x-SN06.lod " * 999]:
+            with self.subTest(junk=junk[:20]):
+                m = Machine(self, DRIVE, {name: junk + b"\n" + MAP.encode() for name in names} | IMAGE)
+                m.run("--targets", "sda,0,0")
+                self.assertEqual((m.status, m.out, m.err), (0, "sda,0,0,SUCCESS,SN04,SN06;\n", ""))
