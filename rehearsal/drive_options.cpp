@@ -1,5 +1,6 @@
 #include "drive_options.h"
 
+#include "controller.h"
 #include "text.h"
 
 #include <cerrno>
@@ -63,6 +64,24 @@ bool add_attributes(drive_spec &spec, std::string_view value)
     return !spec.no_attribute.empty();
 }
 
+bool set_library(drive_spec &spec, std::string_view value)
+{
+    spec.library = value;
+    const bool stays_below_root = !value.starts_with('/') && value.find("..") == std::string_view::npos;
+    return stays_below_root && library_type(value) != 0;
+}
+
+bool set_pci(drive_spec &spec, std::string_view value)
+{
+    constexpr size_t colon = 4;
+    if (value.size() != 9 || value[colon] != ':') return false;
+    const auto vendor = parse_bytes(value.substr(0, colon));
+    const auto device = parse_bytes(value.substr(colon + 1));
+    if (!vendor || !device) return false;
+    spec.pci = static_cast<uint32_t>(get_be(*vendor, 0, 2) << 16 | get_be(*device, 0, 2));
+    return true;
+}
+
 template <effect kind>
 bool add_faults(drive_spec &spec, std::string_view value)
 {
@@ -94,6 +113,11 @@ constexpr drive_option option_table[] = {
     {"old-block-link",       nullptr,                    set_flag<&drive_spec::old_block_link>},
     {"no-generic",           nullptr,                    set_flag<&drive_spec::no_generic>},
     {"no-node",              nullptr,                    set_flag<&drive_spec::no_node>},
+    {"interface",            "N",                        set_number<&drive_spec::interface, 15>},
+    {"library",              "FILE",                     set_library},
+    {"pci",                  "VVVV:DDDD",                set_pci},
+    {"no-entry-point",       nullptr,                    set_flag<&drive_spec::no_entry_point>},
+    {"fis-length",           "BYTES",                    set_number<&drive_spec::fis_length, UINT32_MAX>},
     {"no-identify",          nullptr,                    refuse_identify},
     {"refuse",               "CMD[,CMD...]",             add_faults<effect::refuse>},
     {"sense",                "CMD:BYTES[,...]",          add_faults<effect::sense>},
@@ -111,6 +135,7 @@ constexpr drive_option option_table[] = {
     {"flash-fails",          "N",                        set_number<&drive_spec::flash_fails>},
     {"flash-exit",           "STATUS",                   set_number<&drive_spec::flash_exit, 255>},
     {"flash-signal",         "N",                        set_number<&drive_spec::flash_signal, 64>},
+    {"flash-works-anyway",   nullptr,                    set_flag<&drive_spec::flash_works_anyway>},
     {"flash-seconds",        "S",                        set_seconds},
     {"flash-noise",          "BYTES",                    set_number<&drive_spec::flash_noise>},
 };

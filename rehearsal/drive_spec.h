@@ -23,10 +23,11 @@ struct drive_spec {
     std::string new_rev;
     std::string image;
 
-    /* Given by the line's place: number of its generic node, and how many earlier lines have its host and
-     * slot. */
+    /* Given by the line's place: number of its generic node, how many earlier lines have its host and slot,
+     * the name of its state, which is an earlier line's where both describe one drive. */
     unsigned index = 0;
     unsigned lun = 0;
+    std::string state_name;
 
     /* What a listing does not hold. */
     std::string serial;
@@ -44,6 +45,15 @@ struct drive_spec {
     bool no_generic = false;
     bool no_node = false;
 
+    /* How a controller presents it. */
+    unsigned controller = 0; /* the controller's number, the same as in adapter */
+    unsigned device_id = 10; /* its own number of the drive; they count from here in the order of the lines */
+    std::optional<uint64_t> interface; /* type that the controller reports; unset: by the vendor */
+    std::optional<uint64_t> fis_length;
+    std::string library; /* file below the root that serves the controller */
+    bool no_entry_point = false;
+    std::optional<uint32_t> pci; /* the controller's PCI identity, vendor in the high half */
+
     /* What goes wrong. */
     std::vector<fault> faults;
     uint64_t faults_after = 0;          /* commands that are answered well before the faults begin */
@@ -55,6 +65,7 @@ struct drive_spec {
         flash_fails; /* so many first attempts fail; unset: all, if a way to fail is given */
     uint64_t flash_exit = 0;
     uint64_t flash_signal = 0;
+    bool flash_works_anyway = false; /* one that fails changes the revision all the same */
     double flash_seconds = 0;
     uint64_t flash_noise = 0; /* bytes of output */
 

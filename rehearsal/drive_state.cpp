@@ -14,7 +14,7 @@ constexpr uint8_t caching_wce = 0x04;
 
 std::string state_path(const machine &m, const drive_spec &spec)
 {
-    return m.state_dir() + "/" + (spec.is_behind_controller() ? spec.label() : spec.address());
+    return m.state_dir() + "/" + spec.state_name;
 }
 
 void take_state_line(std::string_view line, drive_state &state)

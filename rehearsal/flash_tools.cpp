@@ -1,5 +1,6 @@
 #include "flash_tools.h"
 
+#include "controller.h"
 #include "drive_state.h"
 #include "files.h"
 #include "text.h"
@@ -114,21 +115,35 @@ size_t inherited_nodes(const machine &m)
     return count;
 }
 
+/* Has the drive run another firmware from now on; commands may have come since its state was read. */
+bool change_revision(const machine &m, const drive_spec &spec, const std::string &revision)
+{
+    drive_state state = read_state(m, spec);
+    state.revision = revision;
+    return write_state(m, spec, state);
+}
+
 /* One attempt of any flashing tool on a drive: takes its time, makes its noise, then fails or changes the
- * revision. */
-int flash(const machine &m, const drive_spec &spec, const char *name, const std::string &image)
+ * revision. The log gets to see `mode`, how the tool was told to send the image. */
+int flash(const machine &m, const drive_spec &spec, const char *name, const std::string &image,
+          const std::string &mode = "")
 {
     drive_state state = read_state(m, spec);
     state.flash_attempts++;
-    std::string what = format_text("flash %s %s attempt=%llu ", name, image_for_log(m, image).c_str(),
-                                   static_cast<unsigned long long>(state.flash_attempts));
+    std::string what = format_text("flash %s %s %sattempt=%llu ", name, image_for_log(m, image).c_str(),
+                                   mode.c_str(), static_cast<unsigned long long>(state.flash_attempts));
     if (const size_t count = inherited_nodes(m)) what += format_text("inherited=%zu ", count);
-    const auto revision = revision_in_image(image);
+    auto revision = revision_in_image(image);
+    if (revision && !spec.flash_revision.empty()) revision = spec.flash_revision;
     if (!write_state(m, spec, state))
         return complain(name, no_state, "the rehearsal directory cannot be written");
     make_noise(spec.flash_noise);
     rest(spec.flash_seconds);
-    if (const failure f = failure_of(spec, state.flash_attempts); f.signal != 0) {
+    const failure f = failure_of(spec, state.flash_attempts);
+    const bool has_failed = f.signal != 0 || f.status != 0;
+    if (revision && has_failed && spec.flash_works_anyway && change_revision(m, spec, *revision))
+        what += "revision=" + *revision + " ";
+    if (f.signal != 0) {
         log_event(m, spec, what + format_text("signal=%d", f.signal));
         die_of(f.signal);
     } else if (f.status != 0) {
@@ -139,22 +154,41 @@ int flash(const machine &m, const drive_spec &spec, const char *name, const std:
         log_event(m, spec, what + "no image");
         return complain(name, bad_image, image + ": no image with a revision");
     }
-    state = read_state(m, spec); /* commands may have come meanwhile */
-    state.revision = spec.flash_revision.empty() ? *revision : spec.flash_revision;
-    log_event(m, spec, what + "revision=" + state.revision);
-    if (!write_state(m, spec, state))
+    log_event(m, spec, what + "revision=" + *revision);
+    if (!change_revision(m, spec, *revision))
         return complain(name, no_state, "the rehearsal directory cannot be written");
-    printf("%s now runs %s\n", spec.label().c_str(), state.revision.c_str());
+    printf("%s now runs %s\n", spec.label().c_str(), revision->c_str());
     return 0;
 }
 
-/* The number behind a two-character option like -b or -t. */
-std::optional<unsigned> number_behind(const char *option, const char *arg)
+/* Cuts the prefix off text. */
+bool take_prefix(std::string_view &text, std::string_view prefix)
 {
-    if (strncmp(arg, option, 2) != 0) return std::nullopt;
-    const auto number = parse_number(arg + 2);
-    if (!number || *number > UINT32_MAX) return std::nullopt;
-    return static_cast<unsigned>(*number);
+    if (!text.starts_with(prefix)) return false;
+    text.remove_prefix(prefix.size());
+    return true;
+}
+
+/* Cuts a prefix like -b or /e and the number behind it off text. */
+bool take_number(std::string_view &text, std::string_view prefix, unsigned &number)
+{
+    if (!take_prefix(text, prefix)) return false;
+    const size_t len = std::min(text.size(), text.find_first_not_of("0123456789"));
+    const auto value = parse_number(text.substr(0, len));
+    text.remove_prefix(len);
+    number = static_cast<unsigned>(value.value_or(0));
+    return value && *value <= UINT32_MAX;
+}
+
+/* The number behind a prefix, with nothing else in the argument. */
+bool is_number(std::string_view arg, std::string_view prefix, unsigned &number)
+{
+    return take_number(arg, prefix, number) && arg.empty();
+}
+
+bool is_present(const machine &m, const drive_spec *spec)
+{
+    return spec != nullptr && !is_gone(*spec, read_state(m, *spec));
 }
 
 int run_fw_download(int argc, char **argv)
@@ -164,15 +198,67 @@ int run_fw_download(int argc, char **argv)
     const machine *const m = current_machine();
     if (m == nullptr) return complain(name, no_such_drive, "no rehearsal is going on");
     if (argc != 7) return complain(name, bad_arguments, usage);
-    const auto host = number_behind("-b", argv[1]);
-    const auto target = number_behind("-t", argv[2]);
+    unsigned host = 0;
+    unsigned target = 0;
     const bool is_as_usual =
         strcmp(argv[3], "-l") == 0 && strcmp(argv[5], "-n") == 0 && strcmp(argv[6], "-DDD") == 0;
-    if (!host || !target || !is_as_usual) return complain(name, bad_arguments, usage);
-    const drive_spec *const spec = find_direct_drive(*m, *host, *target);
-    if (spec == nullptr || is_gone(*spec, read_state(*m, *spec)))
-        return complain(name, no_such_drive, format_text("no drive at host %u, target %u", *host, *target));
+    if (!is_number(argv[1], "-b", host) || !is_number(argv[2], "-t", target) || !is_as_usual)
+        return complain(name, bad_arguments, usage);
+    const drive_spec *const spec = find_direct_drive(*m, host, target);
+    if (!is_present(*m, spec))
+        return complain(name, no_such_drive, format_text("no drive at host %u, target %u", host, target));
     return flash(*m, *spec, name, argv[4]);
+}
+
+/* Where a controller's tool is told to find the drive. */
+struct controller_place {
+    unsigned controller = 0;
+    unsigned enclosure = 0;
+    unsigned slot = 0;
+};
+
+int flash_behind_controller(const char *name, const controller_place &place, std::string_view image,
+                            const std::string &mode)
+{
+    const machine *const m = current_machine();
+    if (m == nullptr) return complain(name, no_such_drive, "no rehearsal is going on");
+    const drive_spec *const spec = find_controller_drive(*m, place.controller, place.enclosure, place.slot);
+    if (!is_present(*m, spec))
+        return complain(name, no_such_drive,
+                        format_text("no drive at controller %u, enclosure %u, slot %u", place.controller,
+                                    place.enclosure, place.slot));
+    return flash(*m, *spec, name, std::string(image), mode);
+}
+
+int run_storcli(int argc, char **argv)
+{
+    static constexpr char usage[] = "usage: storcli /cN/eN/sN download src=IMAGE [mode=N]";
+    if (argc != 4 && argc != 5) return complain(argv[0], bad_arguments, usage);
+    controller_place place;
+    unsigned mode = 0;
+    std::string_view path = argv[1];
+    std::string_view image = argv[3];
+    const bool is_place = take_number(path, "/c", place.controller) &&
+                          take_number(path, "/e", place.enclosure) && is_number(path, "/s", place.slot);
+    const bool is_mode = argc == 4 || is_number(argv[4], "mode=", mode);
+    if (!is_place || strcmp(argv[2], "download") != 0 || !take_prefix(image, "src=") || !is_mode)
+        return complain(argv[0], bad_arguments, usage);
+    return flash_behind_controller(argv[0], place, image, argc == 5 ? std::string(argv[4]) + " " : "");
+}
+
+int run_MegaCli(int argc, char **argv)
+{
+    static constexpr char usage[] = "usage: MegaCli -PdFwDownload -PhysDrv[N:N] -fIMAGE -aN";
+    if (argc != 5) return complain(argv[0], bad_arguments, usage);
+    controller_place place;
+    std::string_view drive = argv[2];
+    std::string_view image = argv[3];
+    const bool is_drive = take_number(drive, "-PhysDrv[", place.enclosure) &&
+                          take_number(drive, ":", place.slot) && drive == "]";
+    if (strcmp(argv[1], "-PdFwDownload") != 0 || !is_drive || !take_prefix(image, "-f") ||
+        !is_number(argv[4], "-a", place.controller))
+        return complain(argv[0], bad_arguments, usage);
+    return flash_behind_controller(argv[0], place, image, "");
 }
 
 /* A rehearsal leaves the console's keyboard as it is. */
@@ -185,6 +271,8 @@ int run_loadkeys(int argc, char **argv)
 
 constexpr tool tools[] = {
     {"fw_download", run_fw_download},
+    {"storcli",     run_storcli    },
+    {"MegaCli",     run_MegaCli    },
     {"loadkeys",    run_loadkeys   },
 };
 

@@ -1,5 +1,6 @@
 #include "inventory.h"
 
+#include "controller.h"
 #include "drive_options.h"
 #include "text.h"
 
@@ -54,6 +55,15 @@ bool take_tail(std::string_view &text, drive_spec &spec)
     return true;
 }
 
+/* The widths are those of the library's own fields. */
+bool take_controller(drive_spec &spec)
+{
+    const auto number = parse_number(spec.adapter);
+    if (!number || *number > UINT16_MAX) return false;
+    spec.controller = static_cast<unsigned>(*number);
+    return spec.host <= UINT16_MAX && spec.slot <= UINT8_MAX;
+}
+
 /* The fields of a listing's line; text is left at what follows the semicolon. The result says what is wrong.
  */
 const char *take_listing(std::string_view &text, drive_spec &spec)
@@ -65,6 +75,8 @@ const char *take_listing(std::string_view &text, drive_spec &spec)
         return "the adapter is neither the name of a block device nor a controller's number";
     if (!take_number(text, spec.host)) return "the host is not a number";
     if (!take_number(text, spec.slot)) return "the slot is not a number";
+    if (spec.is_behind_controller() && !take_controller(spec))
+        return "the number of the controller, the enclosure or the slot is too big";
     const size_t vendor_len = text.find(model_start);
     if (vendor_len == std::string_view::npos) return "no model in double quotes after the vendor";
     spec.vendor = text.substr(0, vendor_len);
@@ -114,12 +126,32 @@ std::string parse_line(std::string_view text, drive_spec &spec)
 void complete_drive(const std::vector<drive_spec> &earlier, drive_spec &spec)
 {
     spec.index = static_cast<unsigned>(earlier.size());
-    spec.lun =
-        static_cast<unsigned>(std::count_if(earlier.begin(), earlier.end(), [&](const drive_spec &other) {
-            return other.host == spec.host && other.slot == spec.slot;
-        }));
     if (spec.serial.empty()) spec.serial = format_text("SIM%05u", spec.index + 1);
     if (spec.adapter == "sdX") spec.no_block = true; /* what the listing says of a drive without one */
+    for (const drive_spec &other : earlier) {
+        const bool is_same_drive =
+            other.vendor == spec.vendor && other.model == spec.model && other.serial == spec.serial;
+        if (is_same_drive) spec.state_name = other.state_name;
+        if (other.is_behind_controller() != spec.is_behind_controller()) continue;
+        spec.lun += other.host == spec.host && other.slot == spec.slot;
+        spec.device_id += other.controller == spec.controller;
+    }
+    if (spec.state_name.empty())
+        spec.state_name = spec.is_behind_controller() ? spec.label() : spec.address();
+}
+
+/* What one drive's line says of its controller holds for all of the controller's drives. */
+void settle_controllers(std::vector<drive_spec> &drives)
+{
+    for (drive_spec &spec : drives) {
+        if (!spec.is_behind_controller()) continue;
+        for (const drive_spec &other : drives) {
+            if (!other.is_behind_controller() || other.controller != spec.controller) continue;
+            if (spec.library.empty()) spec.library = other.library;
+            if (!spec.pci) spec.pci = other.pci;
+        }
+        if (spec.library.empty()) spec.library = usual_library;
+    }
 }
 
 } // namespace
@@ -150,6 +182,7 @@ inventory parse_inventory(std::string_view text)
         complete_drive(result.drives, spec);
         result.drives.push_back(std::move(spec));
     }
+    settle_controllers(result.drives);
     return result;
 }
 

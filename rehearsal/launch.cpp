@@ -34,11 +34,13 @@ std::string own_dir()
     return exe.substr(0, exe.rfind('/'));
 }
 
-/* The first of the two places that exists, or an empty text. */
-std::string find_part(const std::string &in_build, const std::string &installed, int mode)
+/* The part beside this program, or where it is installed; an empty text when it is in neither place. */
+std::string find_part(const char *installed_dir, const char *name, int mode)
 {
-    for (const std::string &path : {in_build, installed})
+    for (const char *place : {"", installed_dir}) {
+        std::string path = own_dir().append("/").append(place).append(name);
         if (access(path.c_str(), mode) == 0) return path;
+    }
     return {};
 }
 
@@ -56,19 +58,25 @@ std::vector<char *> pointers(const std::vector<std::string> &args)
 
 std::string find_parts(parts &found)
 {
-    const std::string dir = own_dir();
-    found.preload =
-        find_part(dir + "/libvandrel-rehearsal.so", dir + "/../lib/vandrel/libvandrel-rehearsal.so", R_OK);
-    if (found.preload.empty()) return "libvandrel-rehearsal.so is not installed";
+    const struct {
+        std::string &path;
+        const char *name;
+        int mode;
+    } needed[] = {
+        {found.preload,  "libvandrel-rehearsal.so",          R_OK},
+        {found.stand_in, "vandrel-rehearsal-tool",           X_OK},
+        {found.storelib, "libvandrel-rehearsal-storelib.so", R_OK},
+    };
+    for (const auto &[path, name, mode] : needed) {
+        path = find_part("../lib/vandrel/", name, mode);
+        if (path.empty()) return std::string(name) + " is not installed";
+    }
     if (found.preload.find_first_of(" :") != std::string::npos)
         return found.preload + ": a path with a blank or a colon cannot be preloaded";
-    found.stand_in =
-        find_part(dir + "/vandrel-rehearsal-tool", dir + "/../lib/vandrel/vandrel-rehearsal-tool", X_OK);
-    if (found.stand_in.empty()) return "vandrel-rehearsal-tool is not installed";
     if (const char *const chosen = getenv("VANDREL"); chosen != nullptr && *chosen != '\0')
         found.vandrel = chosen;
     else
-        found.vandrel = find_part(dir + "/vandrel", dir + "/../sbin/vandrel", X_OK);
+        found.vandrel = find_part("../sbin/", "vandrel", X_OK);
     if (found.vandrel.empty()) found.vandrel = "vandrel";
     return {};
 }

@@ -4,15 +4,11 @@
 #include "inventory.h"
 
 #include <cstdlib>
-#include <memory>
 
 namespace rehearsal
 {
 
-namespace
-{
-
-std::unique_ptr<machine> read_machine()
+std::unique_ptr<const machine> read_machine()
 {
     const char *const dir = getenv(dir_variable);
     if (dir == nullptr) return nullptr;
@@ -23,8 +19,6 @@ std::unique_ptr<machine> read_machine()
     m->drives = parse_inventory(text).drives;
     return m;
 }
-
-} // namespace
 
 const machine *current_machine()
 {
@@ -40,9 +34,14 @@ const drive_spec *find_direct_drive(const machine &m, unsigned host, unsigned ta
     return nullptr;
 }
 
+void log_event(const machine &m, std::string_view label, std::string_view text)
+{
+    append_to_file(m.dir + "/commands.log", std::string(label) + " " + std::string(text) + "\n");
+}
+
 void log_event(const machine &m, const drive_spec &spec, std::string_view text)
 {
-    append_to_file(m.dir + "/commands.log", spec.label() + " " + std::string(text) + "\n");
+    log_event(m, spec.label(), text);
 }
 
 } // namespace rehearsal

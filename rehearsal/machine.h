@@ -9,6 +9,7 @@
 
 #include "drive_spec.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -31,13 +32,17 @@ struct machine {
     std::string sleep_log_path() const { return dir + "/sleeps.log"; }
 };
 
-/* The machine that this process belongs to, read once; null outside a rehearsal or when it cannot be read. */
+/* The machine that this process belongs to; null outside a rehearsal or when it cannot be read. */
+std::unique_ptr<const machine> read_machine();
+
+/* The same, read once and kept until the process ends. */
 const machine *current_machine();
 
 /* The first directly attached drive with this host and target, or null. */
 const drive_spec *find_direct_drive(const machine &m, unsigned host, unsigned target);
 
-/* Appends "LABEL TEXT" to the command log. */
+/* Appends "LABEL TEXT" to the command log; a drive's label is its own. */
+void log_event(const machine &m, std::string_view label, std::string_view text);
 void log_event(const machine &m, const drive_spec &spec, std::string_view text);
 
 } // namespace rehearsal

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <map>
 #include <set>
 
 namespace fs = std::filesystem;
@@ -148,6 +149,30 @@ std::string make_up_tree(const machine &m, const fs::path &root)
     return make_up_images(m, root / "Data");
 }
 
+bool is_without(const root_request &request, std::string_view name)
+{
+    return std::find(request.without.begin(), request.without.end(), name) != request.without.end();
+}
+
+/* Every library is a file of its own, not a link: to the loader two links would be one library. */
+std::string place_libraries(const machine &m, const root_request &request)
+{
+    const fs::path root = m.root_dir();
+    std::error_code error;
+    for (const char *dir : {"lib64", "usr"})
+        fs::remove_all(root / dir, error);
+    if (is_without(request, no_libraries)) return {};
+    std::map<std::string, bool> lacks_entry_point; /* by file */
+    for (const drive_spec &spec : m.drives)
+        if (spec.is_behind_controller()) lacks_entry_point[spec.library] |= spec.no_entry_point;
+    for (const auto &[file, is_lacking] : lacks_entry_point) {
+        fs::create_directories((root / file).parent_path(), error);
+        fs::copy_file(is_lacking ? request.preload : request.storelib, root / file, error);
+        if (error) return failure(root / file, error.message());
+    }
+    return {};
+}
+
 } // namespace
 
 std::string generate_map(const machine &m)
@@ -180,11 +205,11 @@ std::string prepare_root(const machine &m, const root_request &request)
     for (const tool &t : stand_in_tools()) {
         std::error_code ignored;
         fs::remove(root / "sbin" / t.name, ignored);
-        if (std::find(request.without.begin(), request.without.end(), t.name) != request.without.end())
-            continue;
+        if (is_without(request, t.name)) continue;
         if (std::string failed = replace_link(request.stand_in, root / "sbin" / t.name); !failed.empty())
             return failed;
     }
+    if (std::string failed = place_libraries(m, request); !failed.empty()) return failed;
     return request.given.empty() ? make_up_tree(m, root) : link_given_tree(request.given, root);
 }
 

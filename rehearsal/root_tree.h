@@ -10,10 +10,15 @@
 namespace rehearsal
 {
 
+/* Says in root_request that the controllers' libraries are not installed. */
+constexpr char no_libraries[] = "storelib";
+
 struct root_request {
     std::string given;    /* absolute path of the tree whose files are to be used; empty: make some up */
     std::string stand_in; /* the program that stands in for all tools */
-    std::vector<std::string> without; /* tools that are to be missing */
+    std::string storelib; /* the shared object that stands in for the controllers' library */
+    std::string preload;  /* a shared object without that library's entry points */
+    std::vector<std::string> without; /* tools that are to be missing, or no_libraries */
 };
 
 /* Prepares root/ of the rehearsal directory. The given tree is only linked to: what the program writes stays

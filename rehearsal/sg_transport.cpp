@@ -79,6 +79,7 @@ int answer_sg_io(const machine &m, const drive_spec &spec, sg_io_hdr_t &header)
         req.data = {static_cast<uint8_t *>(header.dxferp), header.dxfer_len};
     if (req.dir == direction::none) rest_a_little();
     const outcome out = run_command(m, spec, req);
+    log_event(m, spec, (req.ata ? "ATA " : "SCSI ") + describe(req) + " " + describe(out, req));
     if (out.error == 0) fill_in(header, out, req.data.size());
     return out.error;
 }

@@ -49,8 +49,7 @@ reply run_on_drive(const drive_spec &spec, drive_state &state, const request &re
 
 void patch(reply &r, const fault &f)
 {
-    if (r.data.size() < f.number + f.bytes.size()) return;
-    std::copy(f.bytes.begin(), f.bytes.end(), r.data.begin() + static_cast<ptrdiff_t>(f.number));
+    if (!apply_patch(f, r.data)) return;
     /* Who patches the checksum wants it to be wrong. */
     if (f.number <= checksum_offset && checksum_offset < f.number + f.bytes.size()) r.has_checksum = false;
 }
@@ -128,30 +127,6 @@ size_t deliver(const reply &r, const request &req)
     return len + zeros;
 }
 
-std::string result_text(const outcome &out, const request &req)
-{
-    if (out.error != 0) return format_text("errno=%d", out.error);
-    if (out.host_status != 0) return format_text("host-status=%d", out.host_status);
-    if (out.driver_status != 0) return format_text("driver-status=%d", out.driver_status);
-    if (out.status == status_check_condition) {
-        const sense_codes sense = decode_sense(out.sense);
-        return format_text("check=%02x/%02x/%02x", sense.key, sense.code, sense.qualifier);
-    }
-    if (out.status != status_good) return format_text("status=%02x", out.status);
-    const size_t left = req.data.size() - out.transferred;
-    return left == 0 ? "ok" : format_text("ok resid=%zu", left);
-}
-
-void log_command(const machine &m, const drive_spec &spec, const request &req, const outcome &out)
-{
-    static constexpr const char *names[] = {"none", "in", "out"};
-    std::string line =
-        format_text("%s %s %s len=%zu ", req.ata ? "ATA" : "SCSI", names[static_cast<int>(req.dir)],
-                    hex_text(req.bytes).c_str(), req.data.size());
-    if (req.dir == direction::out) line += "data=" + hex_text(req.data) + " ";
-    log_event(m, spec, line + result_text(out, req));
-}
-
 outcome answer_command(const drive_spec &spec, drive_state &state, const request &req)
 {
     outcome out;
@@ -184,8 +159,30 @@ outcome run_command(const machine &m, const drive_spec &spec, const request &req
     outcome out = answer_command(spec, state, req);
     if (spec.gone_after || spec.faults_after != 0) state.commands++;
     if (state != before) write_state(m, spec, state);
-    log_command(m, spec, req, out);
     return out;
+}
+
+std::string describe(const request &req)
+{
+    static constexpr const char *names[] = {"none", "in", "out"};
+    std::string text = format_text("%s %s len=%zu", names[static_cast<int>(req.dir)],
+                                   hex_text(req.bytes).c_str(), req.data.size());
+    if (req.dir == direction::out) text += " data=" + hex_text(req.data);
+    return text;
+}
+
+std::string describe(const outcome &out, const request &req)
+{
+    if (out.error != 0) return format_text("errno=%d", out.error);
+    if (out.host_status != 0) return format_text("host-status=%d", out.host_status);
+    if (out.driver_status != 0) return format_text("driver-status=%d", out.driver_status);
+    if (out.status == status_check_condition) {
+        const sense_codes sense = decode_sense(out.sense);
+        return format_text("check=%02x/%02x/%02x", sense.key, sense.code, sense.qualifier);
+    }
+    if (out.status != status_good) return format_text("status=%02x", out.status);
+    const size_t left = req.data.size() - out.transferred;
+    return left == 0 ? "ok" : format_text("ok resid=%zu", left);
 }
 
 } // namespace rehearsal

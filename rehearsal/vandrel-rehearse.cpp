@@ -31,7 +31,8 @@ constexpr char help_text[] =
     "Runs vandrel on a simulated machine with the drives of INVENTORY, in which a line is\n"
     "one of \"vandrel --list\" and may be followed by name=value words.\n"
     "    --dir DIR: rehearse in DIR and keep it; again in the same DIR, the machine goes on as it was\n"
-    "    --without NAME: a flashing tool that is missing, or sysfs for a kernel without SCSI\n"
+    "    --without NAME: a flashing tool that is missing, sysfs for a kernel without SCSI, or\n"
+    "        storelib for a system without the controllers' library\n"
     "Among vandrel's options, -R DIR names the tree whose data files are used; it is not written to.\n";
 
 struct settings {
@@ -91,7 +92,7 @@ std::string check_without(const settings &set)
     const char *const search_path = getenv("PATH");
     for (const std::string &name : set.without) {
         const auto tools = stand_in_tools();
-        if (name == sysfs) continue;
+        if (name == sysfs || name == no_libraries) continue;
         if (std::none_of(tools.begin(), tools.end(), [&](const tool &t) { return name == t.name; }))
             return name + ": nothing that a machine can be without";
         std::string_view path = search_path == nullptr ? "" : search_path;
@@ -114,10 +115,6 @@ std::string read_inventory(const settings &set, machine &m, std::string &text)
     for (const std::string &error : parsed.errors)
         errors += (errors.empty() ? "" : "\nvandrel-rehearse: ") + set.inventory_path + ":" + error;
     m.drives = std::move(parsed.drives);
-    const auto left_out = std::count_if(m.drives.begin(), m.drives.end(),
-                                        [](const drive_spec &d) { return d.is_behind_controller(); });
-    if (errors.empty() && left_out != 0)
-        fprintf(stderr, "vandrel-rehearse: left out %td drives behind a controller\n", left_out);
     return errors;
 }
 
@@ -150,7 +147,7 @@ std::string build_machine(const settings &set, const machine &m, const std::stri
     const bool is_without_scsi =
         std::find(set.without.begin(), set.without.end(), sysfs) != set.without.end();
     if (std::string failed = build_sysfs(m, is_without_scsi); !failed.empty()) return failed;
-    root_request root{"", found.stand_in, set.without};
+    root_request root{"", found.stand_in, found.storelib, found.preload, set.without};
     if (!set.vandrel.given_root.empty()) {
         root.given = absolute(set.vandrel.given_root);
         if (!fs::is_directory(root.given)) return set.vandrel.given_root + ": no directory";
