@@ -74,12 +74,16 @@ void add_attributes(tree_builder &tree, const drive_spec &spec, const drive_stat
     constexpr size_t inquiry_model_len = 16;
     /* An ATA drive's model is longer than what passes through INQUIRY; of others the listing has what INQUIRY
      * gave. */
-    const std::string model = spec.is_ata() ? spec.model.substr(0, inquiry_model_len) : spec.model;
-    const std::pair<const char *, std::string> attributes[] = {
-        {"type", std::to_string(spec.device_type) + "\n"},
-        {       "vendor",                   attribute_text(spec.vendor,                                           8)},
-        { "model", attribute_text(model,                                         inquiry_model_len)},
-        {      "rev",          attribute_text(inquiry_revision(spec,           state), 4)},
+    const std::string full_model = spec.is_ata() ? spec.model.substr(0, inquiry_model_len) : spec.model;
+    const std::string type = std::to_string(spec.device_type) + "\n";
+    const std::string vendor = attribute_text(spec.vendor, 8);
+    const std::string model = attribute_text(full_model, inquiry_model_len);
+    const std::string rev = attribute_text(inquiry_revision(spec, state), 4);
+    const std::pair<const char *, const std::string &> attributes[] = {
+        {"type",   type  },
+        {"vendor", vendor},
+        {"model",  model },
+        {"rev",    rev   },
     };
     const auto &left_out = spec.no_attribute;
     for (const auto &[name, text] : attributes)
