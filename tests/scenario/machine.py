@@ -10,7 +10,7 @@ import time
 
 BUILD = pathlib.Path(os.environ["VANDREL_BUILD"])
 SCRIPT = pathlib.Path("/tmp/Script.sh")
-LIMIT_S = 60
+LIMIT_S = 120  # a thousand drives take their time to be set up
 
 # A shell may have started us with it ignored, and what is ignored stays so in every child.
 signal.signal(signal.SIGINT, signal.default_int_handler)

@@ -13,12 +13,10 @@ HOSTS = 40
 
 
 class Scale(unittest.TestCase):
-    def list_drives(self, count):
+    def list_drives(self, m, count):
         """Returns peak memory in KiB and processor seconds of the listing alone. The peak is read while the program
         waits for us to read on: what is accounted for a child at its end has our own memory in it."""
-        drives = [f'sd{i},{i % HOSTS},{i // HOSTS},SEAGATE,"ST600MM0006",0003,-,-;' for i in range(count)]
-        files = {"Data/Map.txt": "ST600.* .* 0004 x\n", "Data/x": ""}
-        m = Machine(self, "\n".join(drives), files, build=RELEASE).run("-V")
+        (m.dir / "commands.log").unlink(missing_ok=True)
         process = m.start("--list", direct=True, pipesize=4096)
         peak, lines = 0, []
         for line in process.stdout:
@@ -35,7 +33,10 @@ class Scale(unittest.TestCase):
         self.assertTrue((RELEASE / "vandrel").exists(), "the release build comes first")
         peak, seconds = {}, {}
         for count in 100, 256, 1000:
-            runs = [self.list_drives(count) for _ in range(3)]
+            drives = [f'sd{i},{i % HOSTS},{i // HOSTS},SEAGATE,"ST600MM0006",0003,-,-;\n' for i in range(count)]
+            files = {"Data/Map.txt": "ST600.* .* 0004 x\n", "Data/x": ""}
+            m = Machine(self, "".join(drives), files, build=RELEASE).run("-V")
+            runs = [self.list_drives(m, count) for _ in range(3)]
             peak[count], seconds[count] = max(run[0] for run in runs), min(run[1] for run in runs)
             print(f"{count} drives: peak {peak[count]} KiB, {seconds[count]:.3f} s")
         self.assertTrue(0 < peak[1000] < MAX_PEAK_KIB)

@@ -121,7 +121,8 @@ class Update(UpdateCase):
         m.run("--targets", "sdb,0,1", without=["fw_download"])
         self.assertEqual(sorted(m.log.splitlines()[1:-1]), [
             # Deaf to HUP, INT, QUIT, TERM and TSTP, so that nothing stops it half-way; not to PIPE.
-            "/dev/null", "R/tmp/Vandrel.log", "R/tmp/Vandrel.log", "R/usr/sbin/fw_download", "SigIgn:\t0000000000084007"])
+            "/dev/null", "R/tmp/Vandrel.log", "R/tmp/Vandrel.log", "R/usr/sbin/fw_download",
+            "SigIgn:\t0000000000084007"])
         self.assertEqual(m.out, result(1, now="SN04"))  # what the drive says now, whatever was promised
 
     def test_script_that_is_a_link(self):
