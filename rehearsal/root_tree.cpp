@@ -159,7 +159,7 @@ std::string place_libraries(const machine &m, const root_request &request)
 {
     const fs::path root = m.root_dir();
     std::error_code error;
-    for (const char *dir : {"lib64", "usr"})
+    for (const char *dir : {"lib64", "usr/lib64", "usr/local/lib64"})
         fs::remove_all(root / dir, error);
     if (is_without(request, no_libraries)) return {};
     std::map<std::string, bool> lacks_entry_point; /* by file */
