@@ -167,6 +167,29 @@ TEST(smart_menu, lists_failed_drives_and_lights_them_while_it_lasts)
     }
 }
 
+TEST(smart_menu, has_a_controller_light_its_drives)
+{
+    const std::string ata = ",ATA,\"MODEL-B\",0001,-,-; smart-187=1";
+    console c({.inventory = "0,8,10" + ata + "\n1,8,2" + ata + " status=lib-start-locate:12\n" +
+                            "1,8,3,SEAGATE,\"SAS\",0001,-,-; smart-187=1\n",
+               .files = {{"root/Data/SMART187", "MODEL .* - -\n"}}});
+    EXPECT_TRUE(c.rows(3, {"   1 | 8,2    | ATA      | MODEL-B          | 0001     | SIM00002",
+                           "   0 | 8,10   | ATA      | MODEL-B          | 0001     | SIM00001", ""}));
+    c.type("ljl");
+    EXPECT_TRUE(c.drawn(4, {false, true, red}));
+    EXPECT_TRUE(c.has_sent("1,8,2 lib-start-locate id=01000001 device=10 size=0 library-status=c\n"
+                           "0,8,10 lib-start-locate id=01000000 device=10 size=0 ok\n"));
+    EXPECT_NE(c.file("root/Data/Vandrel.stderr").find("StoreLib::locate(): Invalid drive 10\n"),
+              std::string::npos);
+    EXPECT_EQ(count_children(c.pid), 0);
+    c.type("q");
+    EXPECT_TRUE(c.shows("S.M.A.R.T. check (2 drives)"));
+    EXPECT_TRUE(c.has_sent("1,8,2 lib-stop-locate id=01000001 device=10 size=0 ok\n"
+                           "0,8,10 lib-stop-locate id=01000000 device=10 size=0 ok\n"));
+    c.type("No\n");
+    EXPECT_TRUE(c.ends());
+}
+
 TEST(keyboard_menu, lists_keymaps_by_name_and_loads_one)
 {
     static const std::string root = "root/lib/kbd/keymaps/i386/";
