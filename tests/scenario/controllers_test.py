@@ -88,8 +88,9 @@ class Libraries(unittest.TestCase):
                 "".join(f'    Trying "R/{at}/{name}"\n' for at in DIRS[:DIRS.index(place) + 1]) +
                 f'\tTrying to find {VARIANTS[name]} in {name}\n\t    Success!\nUsing "R/{place}/{name}" for {name}\n'
                 f"{name} found 1 controllers\n" for name, place in places.items()))
-            self.assertEqual([line for line in m.commands if "lib-exit" in line],
-                             [f"{place}/{name} lib-exit size=0 ok" for name, place in places.items()])
+            for request in "lib-init ext=1 size=260 controllers=1 ok", "lib-exit size=0 ok":
+                self.assertEqual([line for line in m.commands if request[:9] in line],
+                                 [f"{place}/{name} {request}" for name, place in places.items()])
 
     def test_one_fault_leaves_the_rest_working(self):
         lines = ['sda,0,0,A,"d",1,-,-;', *(f'{c},{c + 1},0,A,"{c}",1,-,-;' for c in range(3))]
@@ -121,6 +122,7 @@ class Drives(unittest.TestCase):
             with self.subTest(drive.format(c=c)):
                 if said:
                     self.assertIn(said.format(c=c), traces[str(0x1000000 + c)].splitlines())
+        self.assertEqual(len(m.sent("5,5,0") + m.sent("6,6,0")), 2)  # a drive of unknown kind is not asked anything
         self.assertEqual(sum(" lib-pd-info id=0100000a " in line for line in m.commands), 512)
         quiet = m.run("--list")
         self.assertEqual((quiet.status, quiet.out, quiet.err), (0, expected, ""))

@@ -204,7 +204,7 @@ TEST(log_pages, supported_pages_with_their_selected_parameters)
     for (const size_t size : {4, 9})
         expect("6f", size, "2f 00 00 05 00 03 00 ff 11"); /* claims more than is there */
     lib.dev.adapter = "0";
-    const info wanted = {"2-3,0x2f", "3,5"};
+    const info wanted = {"0,2-3,0x2f", "3,5"};
     std::string printed;
     const auto dump = [&] { printed = written_to(stdout, [&] { dump_all_log_pages(&lib.dev, &wanted); }); };
     EXPECT_EQ(written_to(stderr, dump), "Scsi status: 0x0\n");
