@@ -219,3 +219,32 @@ TEST(keyboard_menu, lists_keymaps_by_name_and_loads_one)
             EXPECT_TRUE(*loaded == '\0' || c.has_sent(root + loaded + ".map.gz\n"));
         }
 }
+
+TEST(keyboard_menu, redraws_at_once_whatever_its_length)
+{
+    using clock = std::chrono::steady_clock;
+    constexpr int items = 10000, limit_ms = 50, screenful = 20, turns = 50;
+    std::map<std::string, std::string> files;
+    for (int i = 0; i < items; ++i)
+        files["root/lib/kbd/keymaps/i386/" + std::to_string(items + i) + ".map.gz"];
+    console c({.inventory = drives("a"), .files = files});
+    EXPECT_TRUE(c.row(3, std::to_string(items)));
+    int current = items;
+    for (const auto &[key, step, edge] : {std::tuple("v", 1, 22), std::tuple("^", -1, 3)}) {
+        for (int i = 1; i < screenful; ++i)
+            c.type(key);
+        EXPECT_TRUE(c.row(edge, std::to_string(current += step * (screenful - 1))));
+        EXPECT_TRUE(c.drawn(edge, {false, true, usual}));
+        std::vector<double> times_ms;
+        for (int i = 0; i < turns; ++i) { /* each scrolls by one */
+            const auto start = clock::now();
+            c.type(key);
+            EXPECT_TRUE(c.row(edge, std::to_string(current += step)));
+            times_ms.push_back(std::chrono::duration<double, std::milli>(clock::now() - start).count());
+        }
+        std::sort(times_ms.begin(), times_ms.end());
+        EXPECT_LT(times_ms[turns / 2], limit_ms);
+        std::cout << "key to redrawn screen: median " << times_ms[turns / 2] << " ms, longest "
+                  << times_ms.back() << " ms\n";
+    }
+}
