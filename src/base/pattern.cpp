@@ -8,20 +8,6 @@
 
 constexpr double max_expanded_size = 20000; /* states; a whole map line spelled out has at most 8191 */
 
-/* The end of the bracket expression that starts at p: its closing bracket, or the pattern's end. */
-static const char *skip_bracket(const char *p)
-{
-    ++p;
-    if (*p == '^') ++p;
-    if (*p == ']') ++p;
-    while (*p != '\0' && *p != ']') {
-        const char *inner =
-            *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=') ? strchr(p + 2, p[1]) : nullptr;
-        p = inner ? inner + 1 : p + 1;
-    }
-    return p;
-}
-
 /* How often a "{n,m}" at p repeats, at most; 1 when there is no such thing. Moves *p to its last character.
  */
 static double repetitions(const char **p)
@@ -77,6 +63,20 @@ static double expanded_size(const char *pattern)
     for (const double before : groups)
         sum += before;
     return sum + atom;
+}
+
+const char *skip_bracket(const char *p)
+{
+    ++p;
+    if (*p == '^') ++p;
+    if (*p == ']') ++p;
+    while (*p != '\0' && *p != ']') {
+        const bool is_class = *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=');
+        const char class_end[] = {p[1], ']', '\0'};
+        const char *inner = is_class ? strstr(p + 2, class_end) : nullptr;
+        p = inner ? inner + 2 : p + 1;
+    }
+    return p;
 }
 
 regex_ptr compile_pattern(const char *pattern, int flags, std::string *error)
