@@ -48,9 +48,16 @@ def number(text, label):
 def commands(trace):
     """Address "H:C:T:L" -> the command blocks dispatched to it, in order, as hexadecimal text."""
     sent = {}
-    for *address, block in re.findall(r"host_no=(\d+) channel=(\d+) id=(\d+) lun=(\d+) .* raw=([0-9a-f ]+)\)", trace):
+    for *address, block in re.findall(r"cmd_start: host_no=(\d+) channel=(\d+) id=(\d+) lun=(\d+) .* raw=([0-9a-f ]+)\)", trace):
         sent.setdefault(":".join(address), []).append(block.strip())
     return sent
+
+
+def time_in_commands(trace):
+    """Seconds between a command's start and its end, summed up; one at a time is under way."""
+    starts, ends = (sum(map(float, re.findall(rf"(\d+\.\d+): scsi_dispatch_cmd_{event}:", trace)))
+                    for event in ("start", "done"))
+    return ends - starts
 
 
 def wide(value, size):

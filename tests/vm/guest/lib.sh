@@ -14,13 +14,13 @@ record() {
     cat /vm/out /vm/err >&3
 }
 
-# record_traced NAME COMMAND...: also sends, as NAME.trace, the command blocks that the kernel dispatched meanwhile.
+# record_traced NAME COMMAND...: also sends, as NAME.trace, which commands the kernel dispatched meanwhile, and their ends.
 record_traced() {
     local tracing=/sys/kernel/tracing
     echo >$tracing/trace
-    echo 1 >$tracing/events/scsi/scsi_dispatch_cmd_start/enable
+    echo 1 | tee $tracing/events/scsi/scsi_dispatch_cmd_{start,done}/enable >/dev/null
     record "$@"
-    echo 0 >$tracing/events/scsi/scsi_dispatch_cmd_start/enable
+    echo 0 | tee $tracing/events/scsi/scsi_dispatch_cmd_{start,done}/enable >/dev/null
     record "$1.trace" cat $tracing/trace
 }
 
