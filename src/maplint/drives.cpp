@@ -4,7 +4,9 @@
 #include "catalogue/match.h"
 #include "device/dev.h"
 
+#include <algorithm>
 #include <cstdio>
+#include <utility>
 
 void check_repeated_rules(const std::vector<rule> &rules, findings *all)
 {
@@ -54,6 +56,25 @@ static void show_drive(const std::vector<rule> &rules, const rehearsal::drive_sp
     printf("\n");
 }
 
+/* Follows a drive from run to run. Rules may take it to its revision in steps, but not in a circle. */
+static void check_circle(const std::vector<rule> &rules, rehearsal::drive_spec spec, findings *all)
+{
+    std::vector<std::string> seen = {spec.rev};
+    for (;;) {
+        const std::vector<size_t> matching = matching_rules(rules, spec);
+        if (matching.empty()) return;
+        const rule &winner = rules[matching.back()];
+        const std::string before = std::exchange(spec.rev, winner.entry->new_rev_s);
+        if (std::find(seen.begin(), seen.end(), spec.rev) == seen.end()) {
+            seen.push_back(spec.rev);
+            continue;
+        }
+        add_finding(all, winner.line, warning, "every run flashes anew: drives go from %s back to %s",
+                    before.c_str(), spec.rev.c_str());
+        return;
+    }
+}
+
 void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_spec> &drives,
                  findings *all)
 {
@@ -65,6 +86,7 @@ void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::dr
         for (const size_t i : matching)
             ++matches[i];
         if (!matching.empty()) ++wins[matching.back()];
+        check_circle(rules, spec, all);
     }
     for (size_t i = 0; i < rules.size(); ++i)
         if (matches[i] > 0 && wins[i] == 0)

@@ -5,7 +5,7 @@
 #include "maplint/rules.h"
 
 /* Prints for every drive which rule wins, which ones it overrides, or that none matches. Adds a warning for
- * each rule that matches drives and never wins. */
+ * each rule that matches drives and never wins, and for each that closes a circle of updates. */
 void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_spec> &drives,
                  findings *all);
 

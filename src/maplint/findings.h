@@ -12,6 +12,7 @@ struct finding {
     unsigned line; /* of the map */
     severity level;
     std::string what;
+    bool operator==(const finding &) const = default;
 };
 using findings = std::vector<finding>;
 

@@ -71,6 +71,7 @@ static exit_status report(const char *map, findings all)
 {
     std::stable_sort(all.begin(), all.end(),
                      [](const finding &a, const finding &b) { return a.line < b.line; });
+    all.erase(std::unique(all.begin(), all.end()), all.end()); /* said of several drives */
     exit_status worst = exit_clean;
     for (const finding &f : all) {
         printf("%s:%u: %s: %s\n", map, f.line, f.level == error ? "error" : "warning", f.what.c_str());
