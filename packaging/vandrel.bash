@@ -1,20 +1,13 @@
 # bash completion for vandrel, vandrel-maplint and vandrel-rehearse
 
-_vandrel_targets() {
-    # The drives as the program lists them; quiet when it can't (no root, no drives).
-    local drive
-    vandrel --list 2>/dev/null | while IFS=, read -r adapter host slot _; do
-        printf '%s,%s,%s\n' "$adapter" "$host" "$slot"
-    done
-}
-
 _vandrel() {
     local current=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
     compopt +o default 2>/dev/null
     case "$previous" in
     -M) compopt -o default; return ;;
     -R | --dir) mapfile -t COMPREPLY < <(compgen -d -- "$current"); return ;;
-    --targets) mapfile -t COMPREPLY < <(compgen -W "ALL $(_vandrel_targets)" -- "$current"); return ;;
+    # No drives: to list them sends commands to them, and takes the place of the last run's diagnostics.
+    --targets) mapfile -t COMPREPLY < <(compgen -W ALL -- "$current"); return ;;
     esac
     local options="-A -M -R -V -f -h -k -l -n -v --list --targets --nocheck"
     case "${COMP_WORDS[0]##*/}" in
