@@ -6,7 +6,11 @@
 #include <cstring>
 #include <vector>
 
-constexpr double max_expanded_size = 20000; /* states; a whole map line spelled out has at most 8191 */
+/* States. A map line filled with "a+a+a+..." needs so many; with more that can be left out, what the library
+ * keeps of which state leads to which others grows to hundreds of megabytes. */
+constexpr double max_expanded_size = 12288;
+constexpr double back_reference_size =
+    3000; /* hardly any states, but each can multiply the time of a match */
 
 /* The end of the bracket expression that starts at p: its closing bracket, or the pattern's end. */
 static const char *skip_bracket(const char *p)
@@ -15,9 +19,10 @@ static const char *skip_bracket(const char *p)
     if (*p == '^') ++p;
     if (*p == ']') ++p;
     while (*p != '\0' && *p != ']') {
-        const char *inner =
-            *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=') ? strchr(p + 2, p[1]) : nullptr;
-        p = inner ? inner + 1 : p + 1;
+        const char close[] = {p[1], ']', '\0'}; /* of a class, as in "[:alpha:]" */
+        const bool is_class = *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=');
+        const char *inner = is_class ? strstr(p + 2, close) : nullptr;
+        p = inner ? inner + 2 : p + 1;
     }
     return p;
 }
@@ -48,12 +53,14 @@ static double expanded_size(const char *pattern)
     for (const char *p = pattern; *p != '\0'; ++p) {
         switch (*p) {
         case '*':
-        case '+':
         case '?':
-            atom *= 2;
+            atom += 1;
+            break;
+        case '+':
+            atom = atom * 2 + 1; /* one or more: a copy, and any number */
             break;
         case '{':
-            atom *= repetitions(&p);
+            atom = (atom + 1) * repetitions(&p); /* each copy may be one that can be left out */
             break;
         case '(':
             groups.push_back(sum + atom);
@@ -70,7 +77,8 @@ static double expanded_size(const char *pattern)
             sum += atom;
             atom = 1;
             if (*p == '[') p = skip_bracket(p);
-            if (*p == '\\' && p[1] != '\0') ++p;
+            if (*p != '\\' || p[1] == '\0') break;
+            if (isdigit(static_cast<unsigned char>(*++p))) atom = back_reference_size;
         }
         if (*p == '\0') break;
     }
