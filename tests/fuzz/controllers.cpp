@@ -9,7 +9,8 @@
 
 static void use_drive(Dev *dev)
 {
-    assert(is_text(dev->adapter, 4) && is_text(dev->vendor, 8) && is_text(dev->model, 40) && is_text(dev->rev, 8));
+    assert(is_text(dev->adapter, 4) && is_text(dev->vendor, 8) && is_text(dev->model, 40) &&
+           is_text(dev->rev, 8));
     assert(!dev->serial || is_text(dev->serial, UINT16_MAX));
     uint8_t page[smart_page_size];
     dev->get_SMART(dev, page);
@@ -48,7 +49,8 @@ void log_pages(input &in)
     const uint32_t hi = in.number(2);
     const std::string longer = std::to_string(lo) + "-" + std::to_string(hi) + "," + pages;
     const bool is_inside = lo <= value && value <= hi;
-    const bool is_listed = strcasecmp(pages.c_str(), "all") != 0 && storelib::selected_page(value, pages.c_str());
+    const bool is_listed =
+        strcasecmp(pages.c_str(), "all") != 0 && storelib::selected_page(value, pages.c_str());
     assert(storelib::selected_page(value, longer.c_str()) == (is_inside || is_listed));
 
     const info selection = {pages.c_str(), parameters.c_str()};

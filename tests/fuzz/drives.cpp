@@ -89,7 +89,8 @@ void sense(input &in)
     cdb_t cdb = {};
     in.take(cdb, sizeof cdb);
     std::vector<uint8_t> data(in.number(1));
-    const int done = sgen::scsi_cmd_in(dev.get(), cdb, in.number(1) % (sizeof cdb + 1), data.data(), data.size());
+    const int done =
+        sgen::scsi_cmd_in(dev.get(), cdb, in.number(1) % (sizeof cdb + 1), data.data(), data.size());
 
     const sg_io_hdr &hdr = last.hdr;
     const bool is_clean = hdr.masked_status == 0 && (hdr.driver_status & 0xF) == 0 && hdr.host_status == 0;

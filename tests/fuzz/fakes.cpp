@@ -16,7 +16,8 @@ static char library; /* its address is the handle */
 
 void set_input(input *in)
 {
-    static const int buffered = setvbuf(stderr, nullptr, _IOFBF, BUFSIZ); /* traces must not slow the fuzzer down */
+    static const int buffered =
+        setvbuf(stderr, nullptr, _IOFBF, BUFSIZ); /* traces must not slow the fuzzer down */
     assert(buffered == 0);
     answers = in;
     last = {};
@@ -56,7 +57,8 @@ int __wrap_ioctl(int, unsigned long request, ...)
     auto *hdr = va_arg(args, sg_io_hdr *);
     va_end(args);
     auto *data = static_cast<uint8_t *>(hdr->dxferp);
-    assert(is_room(hdr->cmdp, hdr->cmd_len) && is_room(data, hdr->dxfer_len) && is_room(hdr->sbp, hdr->mx_sb_len));
+    assert(is_room(hdr->cmdp, hdr->cmd_len) && is_room(data, hdr->dxfer_len) &&
+           is_room(hdr->sbp, hdr->mx_sb_len));
     if (answers->number(1) != 0) {
         answers->take(&hdr->masked_status, 1);
         answers->take(&hdr->sb_len_wr, 1);

@@ -1,5 +1,5 @@
-/* fakes.h - the outside world as the targets see it: every answer comes out of the input. The targets are linked so
- * that calls of ioctl, fopen and the dynamic loader arrive in fakes.cpp. */
+/* fakes.h - the outside world as the targets see it: every answer comes out of the input. The targets are
+ * linked so that calls of ioctl, fopen and the dynamic loader arrive in fakes.cpp. */
 #pragma once
 
 #include "input.h"
@@ -19,9 +19,10 @@ struct free_dev {
     void operator()(Dev *dev) const { free_one_dev(dev); }
 };
 
-/* A drive whose record serves both back-ends. Over SG_IO each answer is a byte that is 0 when all goes well, else
- * followed by what goes wrong, and the data. The controller library, which is found anywhere, answers with pieces
- * patched over the request, then a byte that is 0 for success, else followed by a status; in the end everything fails. */
+/* A drive whose record serves both back-ends. Over SG_IO each answer is a byte that is 0 when all goes well,
+ * else followed by what goes wrong, and the data. The controller library, which is found anywhere, answers
+ * with pieces patched over the request, then a byte that is 0 for success, else followed by a status; in the
+ * end everything fails. */
 std::unique_ptr<Dev, free_dev> fake_drive(char interface);
 
 /* What went over SG_IO last. */

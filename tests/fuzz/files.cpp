@@ -73,7 +73,8 @@ void vendor_table(input &in)
     g_list_free_full(vendormap, free_one_vendor);
 }
 
-/* A valid list selects exactly the drives it names. The input begins with a drive's adapter, host and slot. */
+/* A valid list selects exactly the drives it names. The input begins with a drive's adapter, host and slot.
+ */
 void target_list(input &in)
 {
     const auto dev = fake_drive(interface_scsi);
@@ -93,7 +94,8 @@ void target_list(input &in)
         unsigned long long slot = 0;
         const size_t len = strcspn(t, ",");
         is_named |= sscanf(t + len, ",%llu,%llu", &host, &slot) == 2 && host == dev->unit_host &&
-                    slot == dev->slot_id && strcasecmp(std::string(t, len).c_str(), dev->adapter->c_str()) == 0;
+                    slot == dev->slot_id &&
+                    strcasecmp(std::string(t, len).c_str(), dev->adapter->c_str()) == 0;
     }
     if (strcmp(list.c_str(), "ALL") == 0) is_named = true;
     const bool is_clear = dev->adapter->find_first_of("*,:") == std::string::npos;

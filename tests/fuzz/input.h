@@ -1,5 +1,5 @@
-/* input.h - a fuzzer's bytes, taken apart from front to back. What is not there any more reads as 0 or as empty, so
- * every input is a valid one. */
+/* input.h - a fuzzer's bytes, taken apart from front to back. What is not there any more reads as 0 or as
+ * empty, so every input is a valid one. */
 #pragma once
 
 #undef NDEBUG /* promises that are broken must be told */
@@ -33,7 +33,8 @@ struct input {
         return text.c_str();
     }
 
-    /* Overwrites pieces of dst: each a length byte, two bytes of position, and content; a length of 0 ends them. */
+    /* Overwrites pieces of dst: each a length byte, two bytes of position, and content; a length of 0 ends
+     * them. */
     void patch(uint8_t *dst, size_t size)
     {
         for (size_t len; size > 0 && (len = number(1)) != 0;) {
