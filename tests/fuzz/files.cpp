@@ -10,7 +10,6 @@
 #include "targets/targets.h"
 
 #include <cctype>
-#include <strings.h>
 
 /* Every line with content is an entry or an error. The input begins with a drive's model and revision. */
 void map(input &in)
@@ -19,25 +18,19 @@ void map(input &in)
     dev->model = in.line().substr(0, 40);
     dev->rev = in.line().substr(0, 8);
     file_content = in.left;
-    guint entries = 0;
-    int errors = 0;
-    map_reader reader = {.file = file_ptr(fopen("Map.txt", "r")), .number = 0, .line = ""};
-    while (const char *content = next_map_line(&reader)) {
-        std::string error;
-        const auto entry = parse_map_line(content, reader.number, "/root", nullptr, &error);
-        ++(entry ? entries : reinterpret_cast<guint &>(errors));
-        assert(entry ? entry->pathname.starts_with("/root//Data/") : error.ends_with("\n"));
-        if (!entry) continue;
-        find_one_image(entry.get(), dev.get());
-        assert(!dev->image || (dev->image == entry->pathname && dev->target_rev == entry->new_rev_s));
-        dev->image = nullptr;
-    }
-    constexpr ptrdiff_t max_repetitions = 4; /* a whole map holds the memory of all its patterns */
+    constexpr ptrdiff_t max_repetitions = 4; /* a map holds the memory of all its patterns */
     if (std::count(file_content.begin(), file_content.end(), '{') > max_repetitions) return;
-    int errors_in_file = 0;
-    GList *list = loadMap("Map.txt", &errors_in_file, {}, nullptr);
-    assert(g_list_length(list) == entries && errors_in_file == errors);
-    g_list_free_full(list, free_one_map);
+
+    map_reader reader = {.file = file_ptr(fopen("Map.txt", "r")), .number = 0, .line = ""};
+    unsigned lines = 0;
+    while (next_map_line(&reader))
+        ++lines;
+    int errors = 0;
+    GList *entries = loadMap("Map.txt", &errors, "/root", nullptr);
+    assert(g_list_length(entries) + static_cast<unsigned>(errors) == lines);
+    find_image(dev.get(), entries);
+    assert(!dev->image || (dev->selected && std::string_view(dev->image).starts_with("/root//Data/")));
+    g_list_free_full(entries, free_one_map);
 }
 
 /* Names are words, unless indentation has put the entry out of use; the first of a name counts. */
@@ -54,52 +47,38 @@ void config(input &in)
     assert(pairs->empty() || lookup_config(pairs, pairs->front().name.c_str()) == pairs->front().value);
 }
 
-/* Rows are sorted; a drive finds the first one of its vendor. */
+/* Rows are sorted, and a drive finds its vendor's. */
 void vendor_table(input &in)
 {
     file_content = in.left;
     vendormap = load_vendormap("vendor.csv");
     const auto dev = fake_drive(interface_scsi);
-    const vendor *first = nullptr;
     for (const GList *node = vendormap; node; node = node->next) {
-        const auto *row = static_cast<const vendor *>(node->payload);
-        const int order = first ? compare_vendor_names(first, row) : -1;
-        assert(is_text(row->name, line_size) && order <= 0);
-        if (order < 0) first = row;
         unsigned mode;
-        dev->vendor = row->name;
-        assert(get_wb_mode(dev.get(), &mode) && mode == first->wb_mode);
+        dev->vendor = static_cast<const vendor *>(node->payload)->name;
+        assert(is_text(dev->vendor, line_size) && get_wb_mode(dev.get(), &mode));
+        assert(!node->next || compare_vendor_names(node->payload, node->next->payload) <= 0);
     }
     g_list_free_full(vendormap, free_one_vendor);
 }
 
-/* A valid list selects exactly the drives it names. The input begins with a drive's adapter, host and slot.
- */
+/* In a valid list an item that names the drive counts, wherever it stands. The input begins with a drive's
+ * adapter, host and slot. */
 void target_list(input &in)
 {
     const auto dev = fake_drive(interface_scsi);
     dev->adapter = in.line();
-    dev->unit_host = static_cast<uint32_t>(strtoul(in.line().c_str(), nullptr, 10));
-    dev->slot_id = static_cast<uint32_t>(strtoul(in.line().c_str(), nullptr, 10));
-    std::string list(in.left);
-    dev->selected = 5;
-    select_auto_target(dev.get(), list.data());
-    assert(dev->selected == 5); /* as long as it has no image */
+    dev->unit_host = in.number(1);
+    dev->slot_id = in.number(1);
     dev->image = "image";
-    select_auto_target(dev.get(), list.data());
-
-    bool is_named = false;
-    for (const char *t = list.c_str(); t; t = next_target(t)) {
-        unsigned long long host = 0;
-        unsigned long long slot = 0;
-        const size_t len = strcspn(t, ",");
-        is_named |= sscanf(t + len, ",%llu,%llu", &host, &slot) == 2 && host == dev->unit_host &&
-                    slot == dev->slot_id &&
-                    strcasecmp(std::string(t, len).c_str(), dev->adapter->c_str()) == 0;
+    const std::string list = std::string(in.left).c_str();
+    const std::string own =
+        *dev->adapter + "," + std::to_string(dev->unit_host) + "," + std::to_string(dev->slot_id);
+    const bool is_valid = list != "ALL" && valid_targets(list.c_str()) && valid_targets(own.c_str());
+    for (std::string targets : {list, list + ":" + own, own + ":" + list}) {
+        select_auto_target(dev.get(), targets.data());
+        assert(dev->selected || targets == list || !is_valid);
     }
-    if (strcmp(list.c_str(), "ALL") == 0) is_named = true;
-    const bool is_clear = dev->adapter->find_first_of("*,:") == std::string::npos;
-    assert(!is_clear || !valid_targets(list.c_str()) || dev->selected == is_named);
 }
 
 static std::string listing_of(const rehearsal::drive_spec &d)
@@ -108,18 +87,10 @@ static std::string listing_of(const rehearsal::drive_spec &d)
     return d.label() + "," + d.vendor + ",\"" + d.model + "\"," + d.rev + "," + d.new_rev + "," + image + ";";
 }
 
-/* Every line with content is a drive or an error, and a drive's listing makes the same drive. */
+/* A drive's listing makes the same drive. */
 void inventory(input &in)
 {
     const rehearsal::inventory read = rehearsal::parse_inventory(in.left);
-    size_t lines = read.drives.size() + read.errors.size();
-    while (!in.left.empty()) {
-        const std::string_view line = in.left.substr(0, in.left.find('\n'));
-        const size_t start = line.find_first_not_of(" \t");
-        in.left.remove_prefix(std::min(line.size() + 1, in.left.size()));
-        lines -= start != std::string::npos && line[start] != '#' && line.substr(start) != "\r";
-    }
-    assert(lines == 0);
     for (const rehearsal::drive_spec &drive : read.drives) {
         assert(!drive.serial.empty() && !drive.state_name.empty() && &read.drives[drive.index] == &drive);
         const rehearsal::inventory again = rehearsal::parse_inventory(listing_of(drive));
