@@ -68,7 +68,7 @@ std::string find_parts(parts &found)
         {found.storelib, "libvandrel-rehearsal-storelib.so", R_OK},
     };
     for (const auto &[path, name, mode] : needed) {
-        path = find_part("../lib/vandrel/", name, mode);
+        path = find_part("../libexec/vandrel/", name, mode);
         if (path.empty()) return std::string(name) + " is not installed";
     }
     if (found.preload.find_first_of(" :") != std::string::npos)

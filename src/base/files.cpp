@@ -25,6 +25,16 @@ int is_readable(const char *path)
     return access(path, R_OK) == 0;
 }
 
+void close_written(file_ptr f, const char *path)
+{
+    if (!f) return;
+    const bool was_lost = ferror(f.get()) != 0;
+    if (fclose(f.release()) == EOF)
+        perror(path);
+    else if (was_lost)
+        fprintf(stderr, "%s: incomplete\n", path);
+}
+
 bool is_symlink(const char *path)
 {
     struct stat st;

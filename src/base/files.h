@@ -28,6 +28,10 @@ int open_for_append(const char *path);
 /* open_for_append as a stream; null with errno set on failure. */
 file_ptr append_file(const char *path);
 
+/* Closes a file that was written to, if it is open. What did not reach the disk is reported under its path on
+ * the error stream. */
+void close_written(file_ptr f, const char *path);
+
 /* True when path names a symbolic link itself, dangling or not. */
 bool is_symlink(const char *path);
 

@@ -63,21 +63,6 @@ constexpr piece back_reference = {2, 1, 0, true};
 constexpr piece two_anchors = {2, 2, 2, true};
 constexpr piece no_branch = {0, 0, 0, false};
 
-/* The end of the bracket expression that starts at p: its closing bracket, or the pattern's end. */
-static const char *skip_bracket(const char *p)
-{
-    ++p;
-    if (*p == '^') ++p;
-    if (*p == ']') ++p;
-    while (*p != '\0' && *p != ']') {
-        const char close[] = {p[1], ']', '\0'}; /* of a class, as in "[:alpha:]" */
-        const bool is_class = *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=');
-        const char *inner = is_class ? strstr(p + 2, close) : nullptr;
-        p = inner ? inner + 2 : p + 1;
-    }
-    return p;
-}
-
 /* A decimal number at *p, which is moved behind it. */
 static double read_count(const char **p)
 {
@@ -224,6 +209,20 @@ static bool is_too_big(const char *pattern)
     return found.repeats_empty &&
            (found.repeated_anchors > max_repeated_anchors || whole.anchors > max_anchors ||
             whole.ways * pow(whole.states, 3) > max_work);
+}
+
+const char *skip_bracket(const char *p)
+{
+    ++p;
+    if (*p == '^') ++p;
+    if (*p == ']') ++p;
+    while (*p != '\0' && *p != ']') {
+        const bool is_class = *p == '[' && (p[1] == ':' || p[1] == '.' || p[1] == '=');
+        const char class_end[] = {p[1], ']', '\0'};
+        const char *inner = is_class ? strstr(p + 2, class_end) : nullptr;
+        p = inner ? inner + 2 : p + 1;
+    }
+    return p;
 }
 
 regex_ptr compile_pattern(const char *pattern, int flags, std::string *error)

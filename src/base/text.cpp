@@ -5,6 +5,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <unistd.h>
 
 static bool is_space(char c)
 {
@@ -14,6 +15,15 @@ static bool is_space(char c)
 const char *shown(const text &t)
 {
     return t ? t->c_str() : "(null)";
+}
+
+std::string shown_on(FILE *f, const text &t)
+{
+    std::string shown_text = shown(t);
+    if (isatty(fileno(f)))
+        std::replace_if(
+            shown_text.begin(), shown_text.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return shown_text;
 }
 
 std::string format_text(size_t size, const char *fmt, ...)

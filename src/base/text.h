@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -11,6 +12,10 @@ using text = std::optional<std::string>;
 
 /* The text for a "%s" of a message: an absent one reads "(null)", as printf prints a null pointer. */
 const char *shown(const text &t);
+
+/* The same for a text that a drive told, in a message to f: as it stands, unless f is a terminal, which would
+ * obey control characters. There every byte but printable ASCII reads '?'. */
+std::string shown_on(FILE *f, const text &t);
 
 constexpr size_t path_size = 4096;        /* room of a path, its NUL included */
 constexpr size_t search_path_size = 8192; /* room of PATH and LD_LIBRARY_PATH */

@@ -4,6 +4,7 @@
 #include "base/settings.h"
 #include "catalogue/map_line.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -48,6 +49,17 @@ std::string perl2regex(const char *start, const char *end)
     return out;
 }
 
+std::string plain_start(const std::string &pattern)
+{
+    static constexpr char plain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789 -_/";
+    if (pattern.find('|') != std::string::npos) return {};
+    const size_t start = pattern.starts_with('^') ? 1 : 0;
+    size_t end = std::min(pattern.find_first_not_of(plain, start), pattern.size());
+    const bool is_repeated = end < pattern.size() && strchr("*+?{", pattern[end]);
+    if (is_repeated && end > start) --end; /* the last character may be missing */
+    return pattern.substr(start, end - start);
+}
+
 /* Compiles a translated pattern. Null, with the message for line `number` in *error, when it is none. */
 static regex_ptr compile_field(const std::string &pattern, unsigned number, std::string *error)
 {
@@ -70,6 +82,8 @@ std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const 
 
     auto entry = std::make_unique<Map>();
     entry->model_pattern_s = translate(fields[model_field]);
+    entry->model_start = plain_start(entry->model_pattern_s);
+    entry->starts_model = entry->model_pattern_s.starts_with('^');
     entry->prev_rev_s = translate(fields[prev_rev_field]);
     entry->new_rev_s = my_strdup(fields[new_rev_field].start, fields[new_rev_field].end);
     entry->pathname = reldir.value_or("") + "/" + DataDir + "/" +

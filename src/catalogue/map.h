@@ -14,6 +14,8 @@ constexpr char DataDir[] = "/Data"; /* below the root directory: map, lists, ima
 /* One accepted line. Patterns are POSIX extended, case-sensitive and match anywhere unless the file anchors
  * them. */
 struct Map {
+    std::string model_start; /* plain text that a pattern's match begins with, as far as that can be told */
+    bool starts_model;       /* which then is at the model's very beginning */
     regex_ptr model_pattern;
     std::string model_pattern_s; /* field 1, translated */
     regex_ptr prev_rev;
@@ -38,6 +40,10 @@ std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const 
  * ones: class escapes become bracket expressions, "\\" a backslash, any other escaped character that
  * character alone; so "\." is any character, and "\\." a dot. A lone backslash at the end stays. */
 std::string perl2regex(const char *start, const char *end);
+
+/* The plain text that every match of an extended pattern begins with, a leading anchor left out; empty where
+ * none can be told. */
+std::string plain_start(const std::string &pattern);
 
 /* Releases one entry. */
 void free_one_map(gpointer data);

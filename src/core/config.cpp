@@ -22,7 +22,7 @@ std::string extract(const char *s, const regmatch_t &rm)
 static std::optional<config_pair> parse_line(const std::string &line, const regex_t *pattern)
 {
     size_t start = 0;
-    while (start < line.size() && isblank(static_cast<unsigned char>(line[start])))
+    while (isblank(static_cast<unsigned char>(line[start])))
         ++start;
     if (line[start] == '#') return {};
 

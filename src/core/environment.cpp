@@ -17,11 +17,15 @@ static const char *const bindirs[] = {"/sbin",     "/usr/sbin",      "/usr/local
                                       "/root/bin", "/usr/local/bin", "/usr/bin"};
 static const char *const libdirs[] = {"/lib", "/usr/lib", "/usr/local/lib"};
 
+/* Whatever is opened later must not become one of the standard streams. What should have gone to a standard
+ * output that was closed still counts as lost: nothing can be written to its place. */
 static int open_standard_streams()
 {
-    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd)
-        if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", O_RDWR) != fd)
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        const int flags = fd == STDOUT_FILENO ? O_RDONLY : O_RDWR;
+        if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", flags) != fd)
             return 0; /* the lowest free one: fd */
+    }
     return 1;
 }
 

@@ -14,8 +14,11 @@ void check_repeated_rules(const std::vector<rule> &rules, findings *all)
             const Map &later = *rules[j].entry;
             if (earlier.model_pattern_s != later.model_pattern_s || earlier.prev_rev_s != later.prev_rev_s)
                 continue;
-            add_finding(all, rules[i].line, warning, "never wins: line %u has the same patterns",
-                        rules[j].line);
+            /* The later rule leaves a drive alone that runs its new revision already. */
+            const bool spares_some = is_endless(later) && later.new_rev_s != earlier.new_rev_s;
+            const std::string but = " but over drives that run " + later.new_rev_s + " already";
+            add_finding(all, rules[i].line, warning, "never wins%s: line %u has the same patterns",
+                        spares_some ? but.c_str() : "", rules[j].line);
             break;
         }
 }
@@ -46,8 +49,8 @@ static void show_drive(const std::vector<rule> &rules, const rehearsal::drive_sp
     const rule &winner = rules[matching.back()];
     printf("line %u brings %s from %s", winner.line, winner.entry->new_rev_s.c_str(),
            last_component(winner.entry->pathname.c_str()));
-    for (size_t i = matching.size() - 1; i-- > 0;)
-        printf("%s%u", i + 2 == matching.size() ? ", overriding line " : ", ", rules[matching[i]].line);
+    for (size_t i = 0; i + 1 < matching.size(); ++i)
+        printf("%s%u", i == 0 ? ", overriding line " : ", ", rules[matching[i]].line);
     printf("\n");
 }
 

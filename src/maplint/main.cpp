@@ -1,14 +1,13 @@
 /* main.cpp - vandrel-maplint: tells a map's author what the program will make of the map. Every answer comes
  * from the functions that the program itself runs. */
 #include "base/files.h"
+#include "files.h"
 #include "maplint/drives.h"
 #include "maplint/rules.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <fstream>
 #include <getopt.h>
-#include <iterator>
 
 enum exit_status { exit_clean, exit_warnings, exit_errors };
 
@@ -54,12 +53,11 @@ static int parse_options(int argc, char *argv[], lint_options *opts)
 /* Reads the inventory and shows its drives. Returns 1, or 0 after a message. */
 static int lint_inventory(const char *pathname, const std::vector<rule> &rules, findings *all)
 {
-    std::ifstream in(pathname, std::ios::binary);
-    if (!in) {
+    std::string content;
+    if (!rehearsal::read_file(pathname, content)) {
         perror(pathname);
         return 0;
     }
-    const std::string content{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     const rehearsal::inventory machine = rehearsal::parse_inventory(content);
     for (const std::string &bad_line : machine.errors)
         fprintf(stderr, "%s:%s\n", pathname, bad_line.c_str());

@@ -1,10 +1,13 @@
 #include "maplint/rules.h"
 
+#include "base/pattern.h"
 #include "catalogue/map_line.h"
 
 #include <cctype>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <string_view>
 
 static const char *const field_names[num_map_fields] = {"model pattern", "previous-revision pattern",
                                                         "new revision", "image"};
@@ -14,74 +17,123 @@ static std::string field_text(const map_field &f)
     return my_strdup(f.start, f.end);
 }
 
-/* A quoted field whose closing quote is followed by a blank: the author meant the field to end there, but the
- * quote opens the next one. */
+/* True when a field that a closing quote opened is hardly what its author meant it to be: what stands between
+ * two quoted fields, or what was to follow on its own. An empty one stands between two quotes. */
+static bool looks_swallowed(const map_field &f)
+{
+    static constexpr std::string_view separators = " \t\"'";
+    return separators.find(*f.start) != std::string_view::npos ||
+           separators.find(*f.end) != std::string_view::npos;
+}
+
+/* Closing quotes that were meant to do no more than close. A field that was not found starts nowhere. */
 static void check_quotes(const map_field *fields, unsigned line, findings *all)
 {
-    for (int i = model_field; i < image_field; ++i) {
-        const char *behind = fields[i].end + 1;
-        const bool is_quoted = (*behind == '"' || *behind == '\'') && fields[i].start[-1] == *behind;
-        if (!is_quoted || fields[i + 1].start != behind + 1 ||
-            !isblank(static_cast<unsigned char>(behind[1])))
-            continue;
-        add_finding(all, line, warning, "the closing quote of the %s opens the next field: the %s is \"%s\"",
-                    field_names[i], field_names[i + 1], field_text(fields[i + 1]).c_str());
+    for (int i = model_field; i < image_field && fields[i].start; ++i) {
+        const char behind = fields[i].end[1];
+        const map_field &next = fields[i + 1];
+        if (behind != '"' && behind != '\'') continue;
+        if (!next.start)
+            add_finding(all, line, warning,
+                        "the closing quote of the %s opens the next field, which has no end", field_names[i]);
+        else if (looks_swallowed(next))
+            add_finding(all, line, warning,
+                        "the closing quote of the %s opens the next field: the %s is \"%s\"", field_names[i],
+                        field_names[i + 1], field_text(next).c_str());
     }
 }
 
+namespace
+{
+enum place { among_atoms, in_bracket, behind_backslash };
+
+struct surprise {
+    place where;
+    const char *letters;
+    const char *what;
+};
+} // namespace
+
 /* Escapes whose translation is not what Perl makes of them. */
+static const surprise surprises[] = {
+    {among_atoms, ".*+?()[{|^$",
+     ", which keeps its special meaning; the character itself is written with two backslashes"},
+    {among_atoms, "WSD",         ": an exclamation mark or what the small letter stands for"  },
+    {among_atoms, "w",           ": no underscore"                                            },
+    {in_bracket,  "wWsSdD",      ", which ends the brackets around it"                        },
+};
+
+/* Where in a translated pattern the character behind it stands. */
+static place place_behind(const std::string &pattern)
+{
+    for (const char *p = pattern.c_str(); *p != '\0'; ++p) {
+        if (*p == '\\') {
+            if (*++p == '\0') return behind_backslash;
+        } else if (*p == '[') {
+            p = skip_bracket(p);
+            if (*p == '\0') return in_bracket;
+        }
+    }
+    return among_atoms;
+}
+
+/* What is surprising about an escape, to follow its translation in a message; null when nothing is. */
+static const char *find_surprise(char letter, place where, const std::string &becomes)
+{
+    for (const surprise &s : surprises)
+        if (s.where == where && strchr(s.letters, letter)) return s.what;
+    const bool is_known = becomes[0] != letter;
+    return isalnum(static_cast<unsigned char>(letter)) && !is_known ? ", a plain character" : nullptr;
+}
+
 static void check_escapes(const map_field &f, const char *name, unsigned line, findings *all)
 {
     for (const char *p = f.start; p < f.end; ++p) {
         if (*p != '\\') continue;
+        const place where = place_behind(perl2regex(f.start, p - 1));
         ++p;
         const std::string becomes = perl2regex(p - 1, p);
-        if (strchr(".*+?()[]{}|^$", *p))
-            add_finding(
-                all, line, warning,
-                "\\%c in the %s becomes %s, which keeps its special meaning; the character itself is written "
-                "\\\\%c",
-                *p, name, becomes.c_str(), *p);
-        else if (strchr("WSD", *p))
-            add_finding(all, line, warning,
-                        "\\%c in the %s becomes %s: an exclamation mark or what \\%c matches", *p, name,
-                        becomes.c_str(), tolower(*p));
-        else if (*p == 'w')
-            add_finding(all, line, warning, "\\w in the %s becomes %s: no underscore", name, becomes.c_str());
+        if (const char *what = find_surprise(*p, where, becomes))
+            add_finding(all, line, warning, "\\%c in the %s becomes %s%s", *p, name, becomes.c_str(), what);
     }
 }
 
-/* The alternatives of a translated pattern, split at each '|' outside parentheses and brackets. */
+/* The alternatives of a translated pattern that compiles, split at each '|' outside parentheses and brackets.
+ */
 static std::vector<std::string> alternatives(const std::string &pattern)
 {
-    std::vector<std::string> result(1);
+    std::vector<std::string> result;
     int depth = 0;
-    bool in_bracket = false;
-    for (size_t i = 0; i < pattern.size(); ++i) {
-        const char c = pattern[i];
-        const bool is_escaped = c == '\\' && !in_bracket;
-        if (c == '[') in_bracket = true;
-        if (c == ']') in_bracket = false;
-        if (!in_bracket && c == '(') ++depth;
-        if (!in_bracket && c == ')') --depth;
-        if (!in_bracket && depth == 0 && c == '|') {
-            result.emplace_back();
-            continue;
+    const char *start = pattern.c_str();
+    for (const char *p = start; *p != '\0'; ++p) {
+        if (*p == '\\')
+            ++p;
+        else if (*p == '[')
+            p = skip_bracket(p);
+        else if (*p == '(')
+            ++depth;
+        else if (*p == ')')
+            --depth;
+        else if (*p == '|' && depth == 0) {
+            result.emplace_back(start, p);
+            start = p + 1;
         }
-        result.back() += c;
-        if (is_escaped && i + 1 < pattern.size()) result.back() += pattern[++i];
     }
+    result.emplace_back(start);
     return result;
 }
 
 static bool says_how_it_begins(const std::string &pattern)
 {
-    return pattern.starts_with('^') || pattern.starts_with(".*");
+    return pattern.starts_with('^') || pattern.starts_with(".*") || pattern.starts_with(".+");
 }
 
+/* Less its last character or two, the pattern must not end in the backslash that makes them plain ones. */
 static bool says_how_it_ends(const std::string &pattern)
 {
-    return (pattern.ends_with('$') && !pattern.ends_with("\\$")) || pattern.ends_with(".*");
+    for (const std::string_view end : {"$", ".*", ".+"})
+        if (pattern.ends_with(end) && !pattern.ends_with("\\" + std::string(end))) return true;
+    return false;
 }
 
 /* A pattern matches anywhere in the text unless it says otherwise, so it takes longer texts, too. */
@@ -95,32 +147,28 @@ static void check_anchors(const std::string &pattern, const char *name, unsigned
         const char *missing = begins ? "behind" : ends ? "in front of" : "in front of and behind";
         add_finding(all, line, warning,
                     "the %s \"%s\" also matches texts with more %s it; anchor it with ^ and $, or write .* "
-                    "where that "
-                    "is meant",
+                    "where that is meant",
                     name, p.c_str(), missing);
     }
 }
 
-static void check_repetition(const Map &entry, unsigned line, findings *all)
+bool is_endless(const Map &entry)
 {
-    if (regexec(entry.prev_rev.get(), entry.new_rev_s.c_str(), 0, nullptr, 0) == 0)
-        add_finding(
-            all, line, warning,
-            "the previous-revision pattern matches the new revision %s: with -f the update repeats for ever",
-            entry.new_rev_s.c_str());
+    return regexec(entry.prev_rev.get(), entry.new_rev_s.c_str(), 0, nullptr, 0) == 0;
 }
 
-static void check_rule(const Map &entry, const char *content, unsigned line, findings *all)
+/* What the loader accepts, and the program would act on. */
+static void check_entry(const Map &entry, const map_field *fields, unsigned line, findings *all)
 {
-    map_field fields[num_map_fields];
-    std::string unused;
-    if (!split_map_line(content, line, fields, &unused)) return;
-    check_quotes(fields, line, all);
     for (const int i : {model_field, prev_rev_field})
         check_escapes(fields[i], field_names[i], line, all);
     check_anchors(entry.model_pattern_s, field_names[model_field], line, all);
     check_anchors(entry.prev_rev_s, field_names[prev_rev_field], line, all);
-    check_repetition(entry, line, all);
+    if (is_endless(entry))
+        add_finding(
+            all, line, warning,
+            "the previous-revision pattern matches the new revision %s: with -f the update repeats for ever",
+            entry.new_rev_s.c_str());
 }
 
 std::optional<std::vector<rule>> read_rules(const char *pathname, const text &reldir,
@@ -128,6 +176,7 @@ std::optional<std::vector<rule>> read_rules(const char *pathname, const text &re
 {
     map_reader reader = {.file = file_ptr(fopen(pathname, "rte")), .number = 0, .line = ""};
     if (!reader.file) return {};
+    std::error_code ignored; /* what can't be looked at is no regular file */
     std::vector<rule> rules;
     while (const char *content = next_map_line(&reader)) {
         std::string reason;
@@ -135,10 +184,16 @@ std::optional<std::vector<rule>> read_rules(const char *pathname, const text &re
         if (!entry) {
             strip_trailing_space(reason);
             add_finding(all, reader.number, error, "rejected: %s", reason.c_str());
-            continue;
         }
-        check_rule(*entry, content, reader.number, all);
+        map_field fields[num_map_fields] = {};
+        split_map_line(content, reader.number, fields, &reason);
+        check_quotes(fields, reader.number, all);
+        if (!entry) continue;
+        check_entry(*entry, fields, reader.number, all);
+        if (check && !std::filesystem::is_regular_file(entry->pathname, ignored))
+            add_finding(all, reader.number, warning, "the image is no regular file");
         rules.push_back({reader.number, std::move(entry)});
     }
+    if (ferror(reader.file.get())) return {};
     return rules;
 }

@@ -13,8 +13,11 @@ struct rule {
     std::unique_ptr<Map> entry;
 };
 
+/* True when the entry's previous-revision pattern matches its own new revision. */
+bool is_endless(const Map &entry);
+
 /* Reads the map. Returns the rules that count, in file order, and adds what looks wrong to *all: lines that
  * the loader rejects (errors), and lines that it takes otherwise than their author may have meant (warnings).
- * check is the loader's. Returns nothing, with *all unchanged, when the file can't be opened. */
+ * check is the loader's. Returns nothing, with errno set and *all of no use, when the file can't be read. */
 std::optional<std::vector<rule>> read_rules(const char *pathname, const text &reldir,
                                             int (*check)(const char *path), findings *all);

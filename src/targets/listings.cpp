@@ -7,19 +7,20 @@
 
 void list_one_device(gpointer data, gpointer)
 {
+    FILE *const f = stdout;
     const auto *dev = static_cast<const Dev *>(data);
     const std::string image = dev->image ? "\"" + std::string(last_component(dev->image)) + "\"" : "-";
-    printf("%s,%u,%u,%s,\"%s\",%s,%s,%s;\n", shown(dev->adapter), dev->unit_host, dev->slot_id,
-           shown(dev->vendor), shown(dev->model), shown(dev->rev),
-           dev->target_rev ? dev->target_rev->c_str() : "-", image.c_str());
+    fprintf(f, "%s,%u,%u,%s,\"%s\",%s,%s,%s;\n", shown(dev->adapter), dev->unit_host, dev->slot_id,
+            shown_on(f, dev->vendor).c_str(), shown_on(f, dev->model).c_str(), shown_on(f, dev->rev).c_str(),
+            dev->target_rev ? shown_on(f, dev->target_rev).c_str() : "-", image.c_str());
 }
 
 static void print_result(FILE *f, const Dev *dev)
 {
     const bool successful = dev->fw_update_successful != 0;
     fprintf(f, "%s,%u,%u,%s,%s,%s;\n", shown(dev->adapter), dev->unit_host, dev->slot_id,
-            successful ? "SUCCESS" : "FAILED", shown(dev->rev),
-            successful ? shown(dev->target_rev) : shown(dev->rev));
+            successful ? "SUCCESS" : "FAILED", shown_on(f, dev->rev).c_str(),
+            successful ? shown_on(f, dev->target_rev).c_str() : shown_on(f, dev->rev).c_str());
 }
 
 void list_one_download_status(gpointer data, gpointer user_data)
@@ -59,8 +60,9 @@ void dump_one_device(gpointer data, gpointer)
             dev->interface == interface_scsi ? "SCSI" : "SATA");
     fprintf(stderr, "    maxlba=%#llx, blklen=%u\n", static_cast<unsigned long long>(dev->maxlba),
             static_cast<unsigned>(dev->blklen));
-    fprintf(stderr, "    vendor=%s model=%s rev=%s serial=%s\n", shown(dev->vendor), shown(dev->model),
-            shown(dev->rev), shown(dev->serial));
+    fprintf(stderr, "    vendor=%s model=%s rev=%s serial=%s\n", shown_on(stderr, dev->vendor).c_str(),
+            shown_on(stderr, dev->model).c_str(), shown_on(stderr, dev->rev).c_str(),
+            shown_on(stderr, dev->serial).c_str());
     fprintf(stderr, "    image=%s\n", dev->image ? dev->image : "NULL");
     fprintf(stderr, "    do_load_unload=%p get_SMART=%p fw_update=%p start_locate=%p end_locate=%p\n",
             address(dev->do_load_unload), address(dev->get_SMART), address(dev->fw_update),

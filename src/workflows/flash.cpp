@@ -142,7 +142,7 @@ attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
         wait_for(pid, &wait_status, 0);
     const auto seconds = static_cast<unsigned>(uptime_s() - start);
 
-    const file_ptr log = append_file(info.log_path);
+    file_ptr log = append_file(info.log_path);
     if (verbose) {
         fprintf(stderr, "Command=\"%s\"\n", info.line);
         fprintf(stderr, "exitstat=%#x, WIFEXITED=%d\n", static_cast<unsigned>(wait_status),
@@ -151,5 +151,6 @@ attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
     }
     const attempt_result result = judge_wait_status(dev, wait_status, info.line, log.get());
     if (result == attempt_succeeded) report_success(info, seconds, log.get());
+    close_written(std::move(log), info.log_path);
     return result;
 }

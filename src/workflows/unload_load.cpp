@@ -17,7 +17,8 @@ void do_unload_load_cycles_one_dev(gpointer data, gpointer user_data)
 {
     auto *dev = static_cast<Dev *>(data);
     fprintf(stderr, "ULL %s [%u,%u] - %s/%s/%s\n", shown(dev->adapter), dev->unit_host, dev->slot_id,
-            shown(dev->vendor), shown(dev->model), shown(dev->rev));
+            shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
+            shown_on(stderr, dev->rev).c_str());
     dev->do_load_unload(dev, cycles_per_drive);
     ++*static_cast<unsigned *>(user_data);
 }

@@ -44,8 +44,9 @@ static void write_script_entry(FILE *script, const std::string &line)
 /* Appends one line to the log, if the log can be opened. */
 static void log_line(const char *log_path, const char *fmt, const char *argument)
 {
-    const file_ptr log = append_file(log_path);
+    file_ptr log = append_file(log_path);
     if (log) fprintf(log.get(), fmt, argument); // NOLINT(clang-diagnostic-format-nonliteral)
+    close_written(std::move(log), log_path);
 }
 
 static void pause_between_attempts()
@@ -145,6 +146,6 @@ void start_update(GList *devlist, update_args *argsp)
     g_list_foreach(devlist, do_update_one_device, argsp);
 
     argsp->script = nullptr;
-    if (fclose(script.release()) == EOF) perror(COMMANDS);
+    close_written(std::move(script), COMMANDS);
     if (!argsp->yes) offer_log(argsp);
 }

@@ -28,8 +28,14 @@ void map(input &in)
     int errors = 0;
     GList *entries = loadMap("Map.txt", &errors, "/root", nullptr);
     assert(g_list_length(entries) + static_cast<unsigned>(errors) == lines);
-    find_image(dev.get(), entries);
-    assert(!dev->image || (dev->selected && std::string_view(dev->image).starts_with("/root//Data/")));
+    for (const GList *node = entries; node; node = node->next) {
+        auto *entry = static_cast<Map *>(node->payload);
+        const bool fits = regexec(entry->model_pattern.get(), dev->model->c_str(), 0, nullptr, 0) == 0 &&
+                          regexec(entry->prev_rev.get(), dev->rev->c_str(), 0, nullptr, 0) == 0;
+        dev->image = nullptr;
+        find_one_image(entry, dev.get());
+        assert((dev->image == entry->pathname.c_str()) == (fits && dev->rev != entry->new_rev_s));
+    }
     g_list_free_full(entries, free_one_map);
 }
 

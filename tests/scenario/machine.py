@@ -61,7 +61,7 @@ class Machine:
         return self.finish(self.start(*args, **how))
 
     def neutral(self, text):
-        text = text.decode(errors="replace").replace(str(self.root), "R").replace(f"{self.build}/vandrel", "vandrel")
+        text = (text or b"").decode(errors="replace").replace(str(self.root), "R").replace(f"{self.build}/vandrel", "vandrel")
         return re.sub(r"duration \d+s!", "duration Ns!", text)
 
     def read(self, path):

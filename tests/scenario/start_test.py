@@ -1,4 +1,5 @@
 """The command line, Config.txt, the map and what else is read from files, good and bad."""
+import os
 import random
 import unittest
 
@@ -71,30 +72,6 @@ class Start(unittest.TestCase):
                 m.run("--list", *(word.replace("ROOT", str(m.root)) for word in options), direct=True)
                 self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, listing, "", said))
 
-    def test_map_lines(self):
-        lines = [
-            ("ST.* .* R1 x-SN06.lod", ""),
-            ("# ( comment", ""), (" \t\r", ""), ("\0binary", ""),
-            ("ST4000.*", "Bad pattern in line #\n"),
-            ("ST\0 .* R2 x-SN06.lod", "Bad pattern in line #\n"),
-            ("ST.* ", "Misformed line #\n"),
-            ("ST.* SN04 R2", "Bad revision in line #\n"),
-            ("ST.* SN04 R2 ", "Misformed line #\n"),
-            ("ST.* SN04 R2 'x-SN06.lod", "Bad pathname in line #\n"),
-            ("ST.* .* R2 gone.lod", "R//Data/gone.lod: No such file or directory\n"),
-            ("ST(.* .* R2 x-SN06.lod", "Error in pattern line #: Unmatched ( or \\(\n"),
-            ("ST.* .* " + "x" * 20000, "Bad revision in line #\n" + "Bad pattern in line #\n" * 2),
-            (r'"NM00\d+$"^\w+$"R3"x-SN06.lod"', ""),
-            (r"^\D .* R2 x-SN06.lod and more", ""),  # matches a digit, or an exclamation mark
-            ("ST5 .* R2 x-SN06.lod", ""), ("ST.* SN0.. R2 x-SN06.lod", ""),
-        ]
-        pieces = [message for _, messages in lines for message in messages.splitlines(True) or [""]]
-        said = "".join(message.replace("#", str(number)) for number, message in enumerate(pieces, 1))
-        files = IMAGE | {"Data/Map.txt": "".join(row[0] + "\n" for row in lines),
-                         "Data/Vandrel.stderr": "of an earlier run\n"}
-        m = Machine(self, DRIVE, files).run("--list")
-        self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, line("R3", '"x-SN06.lod"'), "", said))
-
     def test_verbose_start(self):
         config = "verbose = YES\n# verbose=no\n  keymap = x\nx=\"1\" # note\n2x=1\nverbose=no\n" + "y=" + "z" * 9000
         echo = ('Config.txt:\n    verbose = "YES"\n      keym = "="\n    x = ""1" # note"\n    verbose = "no"\n'
@@ -114,6 +91,18 @@ class Start(unittest.TestCase):
                 self.assertEqual((m.status, m.out), (0, line("SN06", '"x-SN06.lod"')))
                 self.assertEqual(m.diagnostics, None if start else "")
                 self.assertEqual(m.err[:len(start)] if start else m.err, start)
+
+
+class Lost(unittest.TestCase):
+    def test_output_that_reaches_nobody_fails_the_run(self):
+        self.addCleanup(SCRIPT.unlink, missing_ok=True)
+        m = Machine(self, DRIVE, IMAGE | {"Data/Map.txt": MAP}).run("-V")
+        with open("/dev/full", "wb") as full:
+            for options, where in [(["--list"], {"stdout": full}), (["--targets", "ALL"], {"stdout": full}),
+                                   (["--list"], {"preexec_fn": lambda: os.close(1)})]:
+                m.run(*options, direct=True, **where)
+                self.assertEqual(m.status, 1)
+                self.assertRegex(m.diagnostics, "standard output: (No space left on device|Bad file descriptor)\n$")
 
 
 class Junk(unittest.TestCase):

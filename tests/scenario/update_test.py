@@ -25,10 +25,14 @@ def command(target):
     return f"fw_download '-b0' '-t{target}' '-l' 'R//Data/{IMAGE}' '-n' '-DDD'"
 
 
-def script_of(*targets):
+def script_with(*commands):
     return "#! /bin/bash\n" + "".join(
-        f"for count in $(seq 1 6); do\n    {command(target)}\n    if [ $? -eq 0 ]; then break; fi\n    sleep 10\ndone\n"
-        for target in targets)
+        f"for count in $(seq 1 6); do\n    {line}\n    if [ $? -eq 0 ]; then break; fi\n    sleep 10\ndone\n"
+        for line in commands)
+
+
+def script_of(*targets):
+    return script_with(*map(command, targets))
 
 
 def started(target):

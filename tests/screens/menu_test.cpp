@@ -167,6 +167,33 @@ TEST(smart_menu, lists_failed_drives_and_lights_them_while_it_lasts)
     }
 }
 
+TEST(smart_menu, has_a_controller_light_its_drives)
+{
+    const std::string ata = ",ATA,\"MODEL-B\",0001,-,-; smart-187=1", refused = " status=lib-start-locate:";
+    console c({.inventory = "0,8,10" + ata + "\n1,8,2" + ata + refused + "12\n1,8,3" + ata + refused +
+                            "36\n1,8,4" + ata + refused + "0x800A\n1,8,5" + ata + refused +
+                            "13\n1,8,6,SEAGATE,\"SAS\",0001,-,-; smart-187=1\n",
+               .files = {{"root/Data/SMART187", "MODEL .* - -\n"}}});
+    EXPECT_TRUE(c.row(3, "   1 | 8,2    | ATA      | MODEL-B          | 0001     | SIM00002"));
+    EXPECT_TRUE(c.rows(7, {"   0 | 8,10   | ATA      | MODEL-B          | 0001     | SIM00001", ""}));
+    EXPECT_TRUE(c.has_sent("in 27 80 b0 d0 00 4f c2 00 00 00 00 00 00 00 00 00 00 00 00 00 len=512 ok"));
+    c.type("ljljljljl");
+    EXPECT_TRUE(c.drawn(7, {false, true, red}));
+    EXPECT_TRUE(c.has_sent("0,8,10 lib-start-locate id=01000000 device=10 size=0 ok"));
+    std::string said = c.file("root/Data/Vandrel.stderr");
+    EXPECT_EQ(said.substr(std::min(said.size(), said.find("StoreLib"))),
+              "StoreLib::locate(): Invalid drive 10\nStoreLib::locate(): Invalid drive 11\n"
+              "StoreLib::locate(): Invalid controller 16777217\n"
+              "StoreLib::locate(): START LOCATE failed, error=0xd\n");
+    EXPECT_EQ(count_children(c.pid), 0);
+    c.type("q");
+    EXPECT_TRUE(c.shows("S.M.A.R.T. check (5 drives)"));
+    EXPECT_TRUE(c.has_sent("1,8,5 lib-stop-locate id=01000001 device=13 size=0 ok\n"
+                           "0,8,10 lib-stop-locate id=01000000 device=10 size=0 ok\n"));
+    c.type("No\n");
+    EXPECT_TRUE(c.ends());
+}
+
 TEST(keyboard_menu, lists_keymaps_by_name_and_loads_one)
 {
     static const std::string root = "root/lib/kbd/keymaps/i386/";
@@ -191,4 +218,33 @@ TEST(keyboard_menu, lists_keymaps_by_name_and_loads_one)
             EXPECT_EQ(c.has_sent("loadkeys "), *loaded != '\0');
             EXPECT_TRUE(*loaded == '\0' || c.has_sent(root + loaded + ".map.gz\n"));
         }
+}
+
+TEST(keyboard_menu, redraws_at_once_whatever_its_length)
+{
+    using clock = std::chrono::steady_clock;
+    constexpr int items = 10000, limit_ms = 50, screenful = 20, turns = 50;
+    std::map<std::string, std::string> files;
+    for (int i = 0; i < items; ++i)
+        files["root/lib/kbd/keymaps/i386/" + std::to_string(items + i) + ".map.gz"];
+    console c({.inventory = drives("a"), .files = files});
+    EXPECT_TRUE(c.row(3, std::to_string(items)));
+    int current = items;
+    for (const auto &[key, step, edge] : {std::tuple("v", 1, 22), std::tuple("^", -1, 3)}) {
+        for (int i = 1; i < screenful; ++i)
+            c.type(key);
+        EXPECT_TRUE(c.row(edge, std::to_string(current += step * (screenful - 1))));
+        EXPECT_TRUE(c.drawn(edge, {false, true, usual}));
+        std::vector<double> times_ms;
+        for (int i = 0; i < turns; ++i) { /* each scrolls by one */
+            const auto start = clock::now();
+            c.type(key);
+            EXPECT_TRUE(c.row(edge, std::to_string(current += step)));
+            times_ms.push_back(std::chrono::duration<double, std::milli>(clock::now() - start).count());
+        }
+        std::sort(times_ms.begin(), times_ms.end());
+        EXPECT_LT(times_ms[turns / 2], limit_ms);
+        std::cout << "key to redrawn screen: median " << times_ms[turns / 2] << " ms, longest "
+                  << times_ms.back() << " ms\n";
+    }
 }

@@ -192,3 +192,12 @@ TEST(no_terminal, means_no_consent)
     EXPECT_TRUE(c.ends());
     EXPECT_FALSE(c.has_sent("flash"));
 }
+
+TEST(terminal, obeys_nothing_that_a_drive_says)
+{
+    console c({.inventory = drive('a', "", "B\33[2J\33]0;x\7\x9b"), .option = "--list -v"});
+    EXPECT_TRUE(c.ends());
+    EXPECT_NE(c.raw.find("sda,0,0,ATA,\"B?[2J?]0;x??\",0001,-,-;"), std::string::npos) << c.raw;
+    EXPECT_NE(c.raw.find("find_image(dev=(V:ATA M:B?[2J?]0;x??"), std::string::npos);
+    EXPECT_EQ(c.raw.find_first_of("\33\7\x9b"), std::string::npos);
+}

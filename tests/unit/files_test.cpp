@@ -50,6 +50,18 @@ TEST(files, links_are_never_followed)
     EXPECT_TRUE(is_symlink(dir.path("link").c_str()) && is_symlink(dir.path("dangling").c_str()));
 }
 
+TEST(files, what_does_not_reach_the_disk_is_reported)
+{
+    for (const bool early : {false, true}) {
+        file_ptr full(fopen("/dev/full", "w"));
+        fputs("text", full.get());
+        if (early) fflush(full.get());
+        EXPECT_EQ(written_to(stderr, [&full] { close_written(std::move(full), "log"); }),
+                  early ? "log: incomplete\n" : "log: No space left on device\n");
+    }
+    close_written(nullptr, "log");
+}
+
 TEST(files, the_first_directory_wins_then_the_earlier_name)
 {
     temp_dir dir;

@@ -42,3 +42,29 @@ TEST(match, the_last_line_that_matches_decides)
         g_list_free_full(map, free_one_map);
     }
 }
+
+TEST(match, nothing_that_a_pattern_matches_is_passed_over)
+{
+    static const char *const starts[][2] = {
+  /* pattern      plain start */
+        {"^ST4000NM$",  "ST4000NM"},
+        {"^WD C-_/9.x", "WD C-_/9"},
+        {"^AB+C",       "A"       }, /* and not AB: the next ones may be missing */
+        {"^AB*C",       "A"       },
+        {"^AB?C",       "A"       },
+        {"^AB{0,2}C",   "A"       },
+        {"^A[B]",       "A"       },
+        {"^A(B)",       "A"       },
+        {"^A\\1",       "A"       },
+        {"^*A",         ""        },
+        {"^A*",         ""        },
+        {"^",           ""        },
+        {"",            ""        },
+        {"ABC.",        "ABC"     },
+        {"^A|B",        ""        },
+        {"A*",          ""        },
+        {"^(A|B)",      ""        },
+    };
+    for (const auto &[pattern, start] : starts)
+        EXPECT_EQ(plain_start(pattern), start) << pattern;
+}

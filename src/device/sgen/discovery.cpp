@@ -116,11 +116,13 @@ static dev_ptr scan_one_device(GList *devlist, const char *name)
 
     dev->adapter = find_block(hcil);
     if (verbose) {
-        fprintf(stderr, "Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n", shown(dev->vendor),
-                shown(dev->model), shown(dev->rev), shown(dev->serial));
+        fprintf(stderr, "Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n",
+                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
+                shown_on(stderr, dev->rev).c_str(), shown_on(stderr, dev->serial).c_str());
         fprintf(stderr, "Adding new %s [%d,%d] V=%s M=%s R=%s I=%s\n", shown(dev->adapter),
-                static_cast<int>(dev->unit_host), static_cast<int>(dev->slot_id), shown(dev->vendor),
-                shown(dev->model), shown(dev->rev), dev->image ? dev->image : "(null)");
+                static_cast<int>(dev->unit_host), static_cast<int>(dev->slot_id),
+                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
+                shown_on(stderr, dev->rev).c_str(), dev->image ? dev->image : "(null)");
     }
     install_operations(dev.get());
     return dev;

@@ -85,9 +85,10 @@ int get_ATA_info(Dev *dev)
     --dev->maxlba;
 
     if (verbose)
-        fprintf(stderr, "get_ATA_info() V:%s M:%s R:%s S:%s B:%u L:%llu\n", shown(dev->vendor),
-                shown(dev->model), shown(dev->rev), shown(dev->serial), static_cast<unsigned>(dev->blklen),
-                static_cast<unsigned long long>(dev->maxlba));
+        fprintf(stderr, "get_ATA_info() V:%s M:%s R:%s S:%s B:%u L:%llu\n",
+                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
+                shown_on(stderr, dev->rev).c_str(), shown_on(stderr, dev->serial).c_str(),
+                static_cast<unsigned>(dev->blklen), static_cast<unsigned long long>(dev->maxlba));
     return 1;
 }
 

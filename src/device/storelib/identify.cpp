@@ -20,8 +20,9 @@ constexpr uint16_t tirsel_3_device = 0x005B;
 static void show_identity(const Dev *dev)
 {
     if (verbose)
-        fprintf(stderr, "Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n", shown(dev->vendor),
-                shown(dev->model), shown(dev->rev), shown(dev->serial));
+        fprintf(stderr, "Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n",
+                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
+                shown_on(stderr, dev->rev).c_str(), shown_on(stderr, dev->serial).c_str());
 }
 
 static int standard_inquiry(Dev *dev, uint8_t *data)
