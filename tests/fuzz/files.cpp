@@ -18,7 +18,7 @@ void map(input &in)
     dev->model = in.line().substr(0, 40);
     dev->rev = in.line().substr(0, 8);
     file_content = in.left;
-    constexpr ptrdiff_t max_repetitions = 4; /* a map holds the memory of all its patterns */
+    constexpr ptrdiff_t max_repetitions = 2; /* a map holds the memory of all its patterns */
     if (std::count(file_content.begin(), file_content.end(), '{') > max_repetitions) return;
 
     map_reader reader = {.file = file_ptr(fopen("Map.txt", "r")), .number = 0, .line = ""};
