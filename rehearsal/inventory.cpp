@@ -5,6 +5,7 @@
 #include "text.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 
 namespace rehearsal
@@ -64,6 +65,13 @@ bool take_controller(drive_spec &spec)
     return spec.host <= UINT16_MAX && spec.slot <= UINT8_MAX;
 }
 
+/* It becomes a file's name. */
+bool is_adapter(const std::string &name)
+{
+    return !name.empty() && name.find('/') == std::string::npos && !name.starts_with('.') &&
+           std::all_of(name.begin(), name.end(), [](unsigned char c) { return isgraph(c); });
+}
+
 /* The fields of a listing's line; text is left at what follows the semicolon. The result says what is wrong.
  */
 const char *take_listing(std::string_view &text, drive_spec &spec)
@@ -71,7 +79,7 @@ const char *take_listing(std::string_view &text, drive_spec &spec)
     static constexpr std::string_view model_start = ",\"";
     static constexpr std::string_view model_end = "\",";
     spec.adapter = cut_word(text, ',');
-    if (spec.adapter.empty() || spec.adapter.find('/') != std::string::npos || spec.adapter.starts_with('.'))
+    if (!is_adapter(spec.adapter))
         return "the adapter is neither the name of a block device nor a controller's number";
     if (!take_number(text, spec.host)) return "the host is not a number";
     if (!take_number(text, spec.slot)) return "the slot is not a number";

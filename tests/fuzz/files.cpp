@@ -1,0 +1,105 @@
+/* files.cpp - targets for what people write: map, configuration, vendor table, target lists, inventories. */
+#include "fakes.h"
+#include "inventory.h"
+
+#include "catalogue/map.h"
+#include "catalogue/map_line.h"
+#include "catalogue/match.h"
+#include "catalogue/vendor.h"
+#include "core/config.h"
+#include "targets/targets.h"
+
+#include <cctype>
+
+/* Every line with content is an entry or an error. The input begins with a drive's model and revision. */
+void map(input &in)
+{
+    const auto dev = fake_drive(interface_scsi);
+    dev->model = in.line().substr(0, 40);
+    dev->rev = in.line().substr(0, 8);
+    file_content = in.left;
+    constexpr ptrdiff_t max_repetitions = 2; /* a map holds the memory of all its patterns */
+    if (std::count(file_content.begin(), file_content.end(), '{') > max_repetitions) return;
+
+    map_reader reader = {.file = file_ptr(fopen("Map.txt", "r")), .number = 0, .line = ""};
+    unsigned lines = 0;
+    while (next_map_line(&reader))
+        ++lines;
+    int errors = 0;
+    GList *entries = loadMap("Map.txt", &errors, "/root", nullptr);
+    assert(g_list_length(entries) + static_cast<unsigned>(errors) == lines);
+    for (const GList *node = entries; node; node = node->next) {
+        auto *entry = static_cast<Map *>(node->payload);
+        const bool fits = regexec(entry->model_pattern.get(), dev->model->c_str(), 0, nullptr, 0) == 0 &&
+                          regexec(entry->prev_rev.get(), dev->rev->c_str(), 0, nullptr, 0) == 0;
+        dev->image = nullptr;
+        find_one_image(entry, dev.get());
+        assert((dev->image == entry->pathname.c_str()) == (fits && dev->rev != entry->new_rev_s));
+    }
+    g_list_free_full(entries, free_one_map);
+}
+
+/* Names are words, unless indentation has put the entry out of use; the first of a name counts. */
+void config(input &in)
+{
+    file_content = in.left;
+    const auto pairs = load_config_file({}, "Config.txt");
+    for (const auto &[name, value] : *pairs) {
+        assert(is_text(name, line_size) && is_text(value, line_size) && lookup_config(pairs, name.c_str()));
+        if (isblank(name[0])) continue;
+        assert(isalpha(name[0]) && std::all_of(name.begin(), name.end(), isalnum));
+        assert(value.empty() || (!isblank(value.front()) && !isspace(static_cast<uint8_t>(value.back()))));
+    }
+    assert(pairs->empty() || lookup_config(pairs, pairs->front().name.c_str()) == pairs->front().value);
+}
+
+/* Rows are sorted, and a drive finds its vendor's. */
+void vendor_table(input &in)
+{
+    file_content = in.left;
+    vendormap = load_vendormap("vendor.csv");
+    const auto dev = fake_drive(interface_scsi);
+    for (const GList *node = vendormap; node; node = node->next) {
+        unsigned mode;
+        dev->vendor = static_cast<const vendor *>(node->payload)->name;
+        assert(is_text(dev->vendor, line_size) && get_wb_mode(dev.get(), &mode));
+        assert(!node->next || compare_vendor_names(node->payload, node->next->payload) <= 0);
+    }
+    g_list_free_full(vendormap, free_one_vendor);
+}
+
+/* In a valid list an item that names the drive counts, wherever it stands. The input begins with a drive's
+ * adapter, host and slot. */
+void target_list(input &in)
+{
+    const auto dev = fake_drive(interface_scsi);
+    dev->adapter = in.line();
+    dev->unit_host = in.number(1);
+    dev->slot_id = in.number(1);
+    dev->image = "image";
+    const std::string list = std::string(in.left).c_str();
+    const std::string own =
+        *dev->adapter + "," + std::to_string(dev->unit_host) + "," + std::to_string(dev->slot_id);
+    const bool is_valid = list != "ALL" && valid_targets(list.c_str()) && valid_targets(own.c_str());
+    for (std::string targets : {list, list + ":" + own, own + ":" + list}) {
+        select_auto_target(dev.get(), targets.data());
+        assert(dev->selected || targets == list || !is_valid);
+    }
+}
+
+static std::string listing_of(const rehearsal::drive_spec &d)
+{
+    const std::string image = d.image == "-" ? "-" : "\"" + d.image + "\"";
+    return d.label() + "," + d.vendor + ",\"" + d.model + "\"," + d.rev + "," + d.new_rev + "," + image + ";";
+}
+
+/* A drive's listing makes the same drive. */
+void inventory(input &in)
+{
+    const rehearsal::inventory read = rehearsal::parse_inventory(in.left);
+    for (const rehearsal::drive_spec &drive : read.drives) {
+        assert(!drive.serial.empty() && !drive.state_name.empty() && &read.drives[drive.index] == &drive);
+        const rehearsal::inventory again = rehearsal::parse_inventory(listing_of(drive));
+        assert(again.drives.size() == 1 && listing_of(again.drives[0]) == listing_of(drive));
+    }
+}
