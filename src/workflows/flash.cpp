@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstdarg>
 #include <ctime>
+#include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,7 +25,7 @@ static time_t uptime_s()
 }
 
 /* The child: its output into the log, then the tool. A log that can't be opened leaves the output where the
- * program's own goes. */
+ * program's own goes. Nobody could answer a question that stands in the log, so there is no input. */
 [[noreturn]] static void run_tool(const Cmd &cmd, const char *log_path)
 {
     for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
@@ -34,6 +35,8 @@ static time_t uptime_s()
         else
             dup2(log, stream);
     }
+    const int no_input = open("/dev/null", O_RDONLY | O_CLOEXEC);
+    if (no_input != -1) dup2(no_input, STDIN_FILENO);
     execvp(cmd.argv[0], cmd.argv.data());
     perror(cmd.argv[0]);
     _exit(exec_failed_status);

@@ -10,10 +10,13 @@
 
 #include <cerrno>
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 constexpr mode_t update_umask = 022;
+constexpr mode_t new_directory_mode = 0777; /* less the umask */
 constexpr size_t command_line_size = 8192;
 constexpr int max_attempts = 7; /* one more than the script makes */
 constexpr unsigned pause_s = 10;
@@ -122,13 +125,34 @@ static void offer_log(const update_args *args)
     obey_end_request();
 }
 
+/* Opens the script, and keeps it locked while it is open: two runs at once would write the same drives. Null,
+ * with errno set, when it can't be created or another run has it. */
+static file_ptr claim_script()
+{
+    const unique_fd earlier(open(COMMANDS, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (earlier.get() != -1 && flock(earlier.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) {
+        errno = EBUSY;
+        return nullptr;
+    }
+    file_ptr script = create_file(COMMANDS);
+    if (script) flock(fileno(script.get()), LOCK_EX | LOCK_NB);
+    return script;
+}
+
+/* A tree that was copied together may lack the log's directory. Where it can't be made either, opening the
+ * log says so. */
+static void make_directory_of(const std::string &path)
+{
+    mkdir(path.substr(0, path.rfind('/')).c_str(), new_directory_mode);
+}
+
 void start_update(GList *devlist, update_args *argsp)
 {
     if (verbose)
         fprintf(stderr, "start_update(devlist=%p, argsp=%p)\n", static_cast<void *>(devlist),
                 static_cast<void *>(argsp));
     const mode_t old_umask = umask(update_umask);
-    file_ptr script = create_file(COMMANDS);
+    file_ptr script = claim_script();
     if (!script) {
         perror(COMMANDS);
         umask(old_umask);
@@ -138,6 +162,7 @@ void start_update(GList *devlist, update_args *argsp)
     argsp->script = script.get();
     fprintf(script.get(), "#! /bin/bash\n");
     if (fflush(script.get()) == EOF) perror(COMMANDS);
+    make_directory_of(Log_path);
     back_up_log(Log_path, argsp->yes != 0);
 
     argsp->numerrors = 0;

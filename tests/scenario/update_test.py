@@ -1,5 +1,6 @@
 """Unattended updates: who is flashed, how failures are retried, and what is on disk at every moment."""
 import os
+import shutil
 import signal
 import subprocess
 import unittest
@@ -122,12 +123,27 @@ class Update(UpdateCase):
         tool = '#!/bin/sh\nfor fd in /proc/$$/fd/*; do readlink "$fd"; done; grep SigIgn /proc/$$/status\n'
         m = Machine(self, drive(0) + drive(1), FILES | {"usr/sbin/fw_download": tool})
         (m.root / "usr/sbin/fw_download").chmod(0o755)
-        m.run("--targets", "sdb,0,1", without=["fw_download"])
+        with open(__file__, "rb") as typed_ahead:
+            m.run("--targets", "sdb,0,1", without=["fw_download"], stdin=typed_ahead)
         self.assertEqual(sorted(m.log.splitlines()[1:-1]), [
             # Deaf to HUP, INT, QUIT, TERM and TSTP, so that nothing stops it half-way; not to PIPE.
             "/dev/null", "R/tmp/Vandrel.log", "R/tmp/Vandrel.log", "R/usr/sbin/fw_download",
             "SigIgn:\t0000000000084007"])
         self.assertEqual(m.out, result(1, now="SN04"))  # what the drive says now, whatever was promised
+
+    def test_one_run_at_a_time(self):
+        m = Machine(self, drive(0, "flash-seconds=1"), FILES)
+        first = m.start("--targets", "ALL", env={"VANDREL_REHEARSAL_SLEEP": "1"})
+        m.wait_for("fw_download nanosleep", "sleeps.log")
+        other = Machine(self, drive(0), FILES)
+        other.run("--targets", "ALL")
+        self.assertEqual((other.status, other.out, other.flashed), (0, result(0, "FAILED", "SN04"), []))
+        self.assertIn("/tmp/Script.sh: Device or resource busy\n", other.diagnostics)
+        m.finish(first)
+        self.assertEqual((m.out, m.script), (result(0), script_of(0)))
+        shutil.rmtree(other.root / "tmp")  # a tree need not have it
+        other.run("--targets", "ALL", direct=True)
+        self.assertEqual((other.out, other.log), (result(0), started(0) + succeeded(0, 1, 1)))
 
     def test_script_that_is_a_link(self):
         for target, content in ("victim", "precious\n"), ("nowhere", None):
