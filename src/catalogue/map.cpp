@@ -128,6 +128,10 @@ GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*
         last = last ? last->next : appended;
         if (!list) list = appended;
     }
+    if (ferror(reader.file.get())) { /* what comes after, exceptions perhaps, is missing */
+        perror(pathname);
+        ++*numerrorsp;
+    }
     return list;
 }
 

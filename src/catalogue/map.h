@@ -26,9 +26,9 @@ struct Map {
 
 /* Reads the map file `pathname`. Returns the list of its entries in file order, null when there are none or
  * the file can't be opened. Adds 1 to *numerrorsp, after a message with the line number, for each rejected
- * line and for a file that can't be opened. Image names are taken below <reldir>/Data; where `check` is
- * given, a path for which it returns 0 (errno set) rejects its line. The caller owns the list:
- * g_list_free_full(list, free_one_map). */
+ * line, and for a file that can't be opened or read to its end. Image names are taken below <reldir>/Data;
+ * where `check` is given, a path for which it returns 0 (errno set) rejects its line. The caller owns the
+ * list: g_list_free_full(list, free_one_map). */
 GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*check)(const char *path));
 
 /* The entry that a line's content makes, checked as loadMap does it; null with loadMap's message, line end

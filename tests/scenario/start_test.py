@@ -65,6 +65,7 @@ class Start(unittest.TestCase):
             ("SN05", ["-M", "maps/other"], line(rev="SN05"), missing),
             ("SN05", ["-M", "maps/other", "-f", "-n"], line("SN05", '"gone.lod"', "SN05"), ""),
             ("SN04", ["-M", "maps/none"], line(), "R/maps/none: No such file or directory\n"),
+            ("SN04", ["-M", "maps"], line(), "R/maps: Is a directory\n"),
         ]
         for rev, options, listing, said in cases:
             with self.subTest(rev=rev, options=options):
