@@ -27,8 +27,12 @@ bool hold_signals::is_pending()
     sigset_t pending;
     sigemptyset(&pending);
     sigpending(&pending);
-    for (const int s : end_signals)
-        if (sigismember(&pending, s) == 1) return true;
+    for (const int s : end_signals) {
+        struct sigaction now = {};
+        sigaction(s, nullptr, &now);
+        /* One that is ignored, as nohup has it, stays pending while it is held and asks for nothing. */
+        if (sigismember(&pending, s) == 1 && now.sa_handler != SIG_IGN) return true;
+    }
     return false;
 }
 
