@@ -11,6 +11,8 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
+constexpr useconds_t pause_after_failure_us = 100000;
+
 namespace sgen
 {
 
@@ -21,8 +23,11 @@ namespace sgen
     const size_t cdblen = dev->interface == interface_ata
                               ? build_SAT_cdb(cdb, ATA_READ_VERIFY_EXT, 0, 1, 0)
                               : build_CDB(cdb, TEST_UNIT_READY, 0, 0, CDB_OPTION_END);
-    for (;;)
-        if (time(nullptr) % 2 != 0) scsi_cmd_nodata(dev, cdb, cdblen);
+    for (;;) {
+        const bool is_lit = time(nullptr) % 2 != 0;
+        /* A drive that was pulled fails every command at once, and each failure is reported. */
+        if (is_lit && !scsi_cmd_nodata(dev, cdb, cdblen)) usleep(pause_after_failure_us);
+    }
 }
 
 void start_locate(Dev *dev)
