@@ -6,6 +6,7 @@
 
 #include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <iterator>
 
@@ -43,6 +44,8 @@ curses_session::curses_session() : screen_(nullptr)
     screen_ = newterm(nullptr, stdout, stdin);
     if (!screen_) {
         setlocale(LC_CTYPE, "C");
+        const char *const terminal = getenv("TERM");
+        fprintf(stderr, "No screens on terminal \"%s\"\n", terminal ? terminal : "");
         return;
     }
     give_signals_to_library();
