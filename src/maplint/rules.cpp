@@ -192,6 +192,9 @@ std::optional<std::vector<rule>> read_rules(const char *pathname, const text &re
         check_entry(*entry, fields, reader.number, all);
         if (check && !std::filesystem::is_regular_file(entry->pathname, ignored))
             add_finding(all, reader.number, warning, "the image is no regular file");
+        if (entry->pathname.find('\'') != std::string::npos)
+            add_finding(all, reader.number, warning,
+                        "the image's name holds a quote, which breaks the update script");
         rules.push_back({reader.number, std::move(entry)});
     }
     if (ferror(reader.file.get())) return {};

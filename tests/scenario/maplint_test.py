@@ -30,6 +30,7 @@ class Maplint(unittest.TestCase):
             root = pathlib.Path(tree)
             (root / "Data/dir").mkdir(parents=True)
             (root / "Data/i").touch()
+            (root / "Data/i's").touch()
             for name, content in zip("MI", files):
                 (root / name).write_text(content)
             command = ["-R", tree, *args, *(root / name for name, _ in zip("MI", files))]
@@ -44,6 +45,7 @@ class Maplint(unittest.TestCase):
             ("^A$ ^( N i", 2, [rejected("Error in pattern line 2: Unmatched ( or \\(")]),
             ("A B C gone", 2, [rejected("/Data/gone: No such file or directory")]),
             ("^A$ ^B$ C dir", 1, [NO_FILE]),
+            ("^A$ ^B$ C i's", 1, ["warning: the image's name holds a quote, which breaks the update script"]),
             ('"A" B C i', 2, [rejected("Bad pattern in line 2"), opens_last(MODEL)]),
             ('A "B"C D', 2, [rejected("Bad revision in line 2"), opens_last(PREV)]),
             ('"A" "B" "C" "i"', 2, [rejected("/Data/ : No such file or directory"), opens(MODEL, PREV, " "),
