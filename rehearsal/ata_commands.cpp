@@ -29,37 +29,37 @@ uint64_t transfer_len_of(std::span<const uint8_t> cdb, uint64_t feature, uint64_
 
 /* READ VERIFY: no data, but the blocks must exist. A 28-bit command knows nothing of the registers' second
  * half. */
-reply verify_sectors(const drive_spec &spec, const ata_registers &regs, bool is_48_bit)
+reply verify_sectors(const drive_profile &profile, const ata_registers &regs, bool is_48_bit)
 {
     const uint64_t lba = is_48_bit ? regs.lba : (regs.lba & 0xffffff) | (regs.device & 0x0fU) << 24;
     uint64_t count = is_48_bit ? regs.count : regs.count & 0xff;
     if (count == 0) count = is_48_bit ? 65536 : 256;
-    return lba >= spec.blocks || count > spec.blocks - lba ? lba_out_of_range() : reply{};
+    return lba >= profile.blocks || count > profile.blocks - lba ? lba_out_of_range() : reply{};
 }
 
-reply run_smart(const drive_spec &spec, const ata_registers &regs)
+reply run_smart(const drive_profile &profile, const ata_registers &regs)
 {
     if ((regs.lba & 0xffff00) != smart_signature) return aborted_command();
     constexpr uint8_t read_data = 0xd0;
-    return (regs.feature & 0xff) == read_data ? smart_data_page(spec) : aborted_command();
+    return (regs.feature & 0xff) == read_data ? smart_data_page(profile) : aborted_command();
 }
 
-reply answer_command(const drive_spec &spec, const drive_state &state, const ata_registers &regs)
+reply answer_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)
 {
     switch (regs.command) {
     case 0x40: /* READ VERIFY SECTORS, with 28 and with 48 bits */
-        return verify_sectors(spec, regs, false);
+        return verify_sectors(profile, regs, false);
     case 0x42:
-        return verify_sectors(spec, regs, true);
+        return verify_sectors(profile, regs, true);
     case 0xb0:
-        return run_smart(spec, regs);
+        return run_smart(profile, regs);
     case 0xe0: /* STANDBY IMMEDIATE, IDLE IMMEDIATE, CHECK POWER MODE, SET FEATURES */
     case 0xe1:
     case 0xe5:
     case 0xef:
         return {};
     case 0xec:
-        return identify_page(spec, state);
+        return identify_page(profile, state);
     default:
         return aborted_command();
     }
@@ -92,9 +92,9 @@ reply aborted_command()
     return check_condition(0x0b, 0x00, 0x00);
 }
 
-reply run_ata_command(const drive_spec &spec, const drive_state &state, const ata_registers &regs)
+reply run_ata_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)
 {
-    reply r = answer_command(spec, state, regs);
+    reply r = answer_command(profile, state, regs);
     if (r.data.size() > regs.transfer_len) r.data.resize(regs.transfer_len);
     return r;
 }

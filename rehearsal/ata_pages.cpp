@@ -125,26 +125,26 @@ void put_attribute(reply &page, uint8_t id, uint64_t raw)
 
 } // namespace
 
-reply identify_page(const drive_spec &spec, const drive_state &state)
+reply identify_page(const drive_profile &profile, const drive_state &state)
 {
     reply r = empty_page();
     for (const word_value &w : identify_words)
         put_word(r.data, w.word, w.value);
-    put_ata_text(r.data, 10, 19, spec.serial, true);
+    put_ata_text(r.data, 10, 19, profile.serial, true);
     put_ata_text(r.data, 23, 26, state.revision, false);
-    put_ata_text(r.data, 27, 46, spec.model, false);
-    put_words(r.data, 60, 2, std::min(spec.blocks, max_28_bit_sectors));
-    put_words(r.data, 100, 4, spec.blocks);
+    put_ata_text(r.data, 27, 46, profile.model, false);
+    put_words(r.data, 60, 2, std::min(profile.blocks, max_28_bit_sectors));
+    put_words(r.data, 100, 4, profile.blocks);
     put_word(r.data, 106, 0x4000);
-    if (spec.block_length != page_len) {
+    if (profile.block_length != page_len) {
         put_word(r.data, 106, 0x5000); /* a logical sector longer than 256 words */
-        put_words(r.data, 117, 2, spec.block_length / 2);
+        put_words(r.data, 117, 2, profile.block_length / 2);
     }
-    put_words(r.data, 108, 4, 0x3000 | uint64_t{spec.index + 1} << 48);
+    put_words(r.data, 108, 4, 0x3000 | uint64_t{profile.index + 1} << 48);
     return r;
 }
 
-reply smart_data_page(const drive_spec &spec)
+reply smart_data_page(const drive_profile &profile)
 {
     reply r = empty_page();
     put_word(r.data, 0, 16);
@@ -157,7 +157,7 @@ reply smart_data_page(const drive_spec &spec)
         slot[4] = a.value;
         put_raw(slot, a.raw);
     }
-    for (const auto &[id, raw] : spec.smart)
+    for (const auto &[id, raw] : profile.smart)
         put_attribute(r, id, raw);
     r.data[367] = 0x7b; /* offline collection as usual */
     r.data[368] = 0x03; /* keeps attributes when power goes */

@@ -8,9 +8,9 @@ namespace rehearsal
 {
 
 /* IDENTIFY DEVICE data. */
-reply identify_page(const drive_spec &spec, const drive_state &state);
+reply identify_page(const drive_profile &profile, const drive_state &state);
 
 /* SMART READ DATA: structure revision 16, the usual attributes, those of the inventory put in or added. */
-reply smart_data_page(const drive_spec &spec);
+reply smart_data_page(const drive_profile &profile);
 
 } // namespace rehearsal

@@ -35,18 +35,18 @@ const char *entry_point_of(unsigned library_type)
     return variants[library_type - 1].entry_point;
 }
 
-uint32_t controller_id(const drive_spec &spec)
+uint32_t controller_id(const drive_profile &profile)
 {
-    return library_type(spec.library) << 24 | spec.controller;
+    return library_type(profile.library) << 24 | profile.controller;
 }
 
-const drive_spec *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
-                                        unsigned slot)
+const drive_profile *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
+                                           unsigned slot)
 {
-    for (const drive_spec &spec : m.drives)
-        if (spec.is_behind_controller() && spec.controller == controller && spec.host == enclosure &&
-            spec.slot == slot)
-            return &spec;
+    for (const drive_profile &profile : m.drives)
+        if (profile.is_behind_controller() && profile.controller == controller && profile.host == enclosure &&
+            profile.slot == slot)
+            return &profile;
     return nullptr;
 }
 

@@ -16,10 +16,10 @@ unsigned library_type(std::string_view path);
 const char *entry_point_of(unsigned library_type);
 
 /* The id that the library reports: its variant in the top byte, below it the controller's number. */
-uint32_t controller_id(const drive_spec &spec);
+uint32_t controller_id(const drive_profile &profile);
 
 /* The first drive at this place, or null. */
-const drive_spec *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
-                                        unsigned slot);
+const drive_profile *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
+                                           unsigned slot);
 
 } // namespace rehearsal

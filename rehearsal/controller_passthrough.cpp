@@ -34,9 +34,9 @@ uint32_t status_of(const outcome &out)
     return out.status == status_good ? 0 : drive_reported_error;
 }
 
-outcome run_and_note(const machine &m, const drive_spec &spec, const request &req, std::string &note)
+outcome run_and_note(const machine &m, const drive_profile &profile, const request &req, std::string &note)
 {
-    outcome out = run_command(m, spec, req);
+    outcome out = run_command(m, profile, req);
     note += " " + describe(out, req);
     return out;
 }
@@ -74,7 +74,7 @@ void put_response(std::span<uint8_t> dst, const command_fis &sent, const outcome
 
 } // namespace
 
-uint32_t pass_scsi(const machine &m, const drive_spec &spec, std::span<uint8_t> buffer, bool is_refused,
+uint32_t pass_scsi(const machine &m, const drive_profile &profile, std::span<uint8_t> buffer, bool is_refused,
                    std::string &note)
 {
     _SL_SCSI_PASSTHRU_T header;
@@ -91,7 +91,7 @@ uint32_t pass_scsi(const machine &m, const drive_spec &spec, std::span<uint8_t> 
     req.timeout_ms = header.timeout * 1000U;
     note += " " + describe(req);
     if (is_refused) return 0;
-    const outcome out = run_and_note(m, spec, req, note);
+    const outcome out = run_and_note(m, profile, req, note);
     header.scsiStatus = out.status;
     std::copy_n(out.sense.begin(), std::min(out.sense.size(), sizeof header.pRequestSenseData),
                 header.pRequestSenseData);
@@ -99,7 +99,7 @@ uint32_t pass_scsi(const machine &m, const drive_spec &spec, std::span<uint8_t> 
     return status_of(out);
 }
 
-uint32_t pass_ata(const machine &m, const drive_spec &spec, std::span<uint8_t> buffer, bool is_refused,
+uint32_t pass_ata(const machine &m, const drive_profile &profile, std::span<uint8_t> buffer, bool is_refused,
                   std::string &note)
 {
     _SL_STP_PASSTHRU_T header;
@@ -117,10 +117,10 @@ uint32_t pass_ata(const machine &m, const drive_spec &spec, std::span<uint8_t> b
     req.timeout_ms = header.timeout * 1000U;
     note += " " + describe(req);
     if (is_refused) return 0;
-    const outcome out = run_and_note(m, spec, req, note);
+    const outcome out = run_and_note(m, profile, req, note);
     put_response(room, header.fis, out);
     /* The data follows the response. One of an absurd length leaves no place for it: then as usual. */
-    header.fisResponseLen = static_cast<uint32_t>(spec.fis_length.value_or(fis_len));
+    header.fisResponseLen = static_cast<uint32_t>(profile.fis_length.value_or(fis_len));
     if (header.fisResponseLen < fis_len)
         memmove(room.data() + header.fisResponseLen, room.data() + fis_len, header.dataLen);
     memcpy(buffer.data(), &header, sizeof header);

@@ -15,9 +15,9 @@ constexpr uint32_t drive_did_not_answer = 0x2e;
 
 /* Unwrap the command in buffer, run it on the drive and wrap its answer; note says what was sent and what
  * came of it, for the log. With is_refused it is not run. Return the library's status code. */
-uint32_t pass_scsi(const machine &m, const drive_spec &spec, std::span<uint8_t> buffer, bool is_refused,
+uint32_t pass_scsi(const machine &m, const drive_profile &profile, std::span<uint8_t> buffer, bool is_refused,
                    std::string &note);
-uint32_t pass_ata(const machine &m, const drive_spec &spec, std::span<uint8_t> buffer, bool is_refused,
+uint32_t pass_ata(const machine &m, const drive_profile &profile, std::span<uint8_t> buffer, bool is_refused,
                   std::string &note);
 
 } // namespace rehearsal

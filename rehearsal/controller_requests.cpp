@@ -20,7 +20,7 @@ constexpr uint8_t interface_sata = 3;
 constexpr uint32_t invalid_command = 0x8001; /* stands for all that nobody tells apart */
 
 /* The drives that a request is about: all of the library, all of a controller, or one. */
-using drives = std::vector<const drive_spec *>;
+using drives = std::vector<const drive_profile *>;
 
 struct answer {
     uint32_t status = 0;
@@ -65,11 +65,11 @@ std::vector<uint8_t> bytes_of(const record &r)
 drives subjects_of(const controller_library &library, scope about, const _SL_LIB_CMD_PARAM_T &param)
 {
     drives found;
-    for (const drive_spec &spec : library.m.drives) {
-        if (!spec.is_behind_controller() || spec.library != library.file) continue;
-        if (about != scope::library && controller_id(spec) != param.ctrlId) continue;
-        if (about == scope::drive && spec.device_id != param.pdRef.deviceId) continue;
-        found.push_back(&spec);
+    for (const drive_profile &profile : library.m.drives) {
+        if (!profile.is_behind_controller() || profile.library != library.file) continue;
+        if (about != scope::library && controller_id(profile) != param.ctrlId) continue;
+        if (about == scope::drive && profile.device_id != param.pdRef.deviceId) continue;
+        found.push_back(&profile);
     }
     return found;
 }
@@ -91,9 +91,9 @@ uint32_t check_request(const controller_library &library, const request_kind &ki
 std::vector<const fault *> faults_of(const machine &m, library_request name, const drives &subjects)
 {
     std::vector<const fault *> faults;
-    for (const drive_spec *spec : subjects) {
-        if (spec->faults_after != 0 && read_state(m, *spec).commands < spec->faults_after) continue;
-        for (const fault &f : spec->faults)
+    for (const drive_profile *profile : subjects) {
+        if (profile->faults_after != 0 && read_state(m, *profile).commands < profile->faults_after) continue;
+        for (const fault &f : profile->faults)
             if (f.library == name) faults.push_back(&f);
     }
     return faults;
@@ -109,9 +109,9 @@ void apply_fault(const fault &f, std::vector<uint8_t> &data)
 void list_controllers(const drives &subjects, answer &a)
 {
     std::vector<uint32_t> ids;
-    for (const drive_spec *spec : subjects)
-        if (std::find(ids.begin(), ids.end(), controller_id(*spec)) == ids.end())
-            ids.push_back(controller_id(*spec));
+    for (const drive_profile *profile : subjects)
+        if (std::find(ids.begin(), ids.end(), controller_id(*profile)) == ids.end())
+            ids.push_back(controller_id(*profile));
     SL_CTRL_LIST_T list = {};
     list.count = static_cast<uint16_t>(ids.size());
     std::copy_n(ids.begin(), std::min(ids.size(), SL_MAX_CTRLS), list.ctrlId);
@@ -135,14 +135,14 @@ void list_drives(const drives &subjects, answer &a)
     const size_t size = offsetof(_MR_PD_LIST, addr) + subjects.size() * sizeof(_MR_PD_ADDRESS);
     const uint32_t header[] = {static_cast<uint32_t>(size), static_cast<uint32_t>(subjects.size())};
     a.data = bytes_of(header);
-    for (const drive_spec *spec : subjects) {
+    for (const drive_profile *profile : subjects) {
         _MR_PD_ADDRESS entry = {};
-        entry.deviceId = static_cast<uint16_t>(spec->device_id);
-        entry.enclDeviceId = static_cast<uint16_t>(spec->host);
-        entry.slotNumber = static_cast<uint8_t>(spec->slot);
-        entry.scsiDevType = static_cast<uint8_t>(spec->device_type);
+        entry.deviceId = static_cast<uint16_t>(profile->device_id);
+        entry.enclDeviceId = static_cast<uint16_t>(profile->host);
+        entry.slotNumber = static_cast<uint8_t>(profile->slot);
+        entry.scsiDevType = static_cast<uint8_t>(profile->device_type);
         entry.connectedPorts = 1;
-        entry.sasAddr[0] = first_sas_address + (spec->controller << 16 | spec->device_id);
+        entry.sasAddr[0] = first_sas_address + (profile->controller << 16 | profile->device_id);
         const std::vector<uint8_t> bytes = bytes_of(entry);
         a.data.insert(a.data.end(), bytes.begin(), bytes.end());
     }
@@ -150,44 +150,45 @@ void list_drives(const drives &subjects, answer &a)
 }
 
 /* Answer to an INQUIRY that the controller itself has sent, when it found the drive. */
-void copy_inquiry(const machine &m, const drive_spec &spec, std::span<const uint8_t> cdb,
+void copy_inquiry(const machine &m, const drive_profile &profile, std::span<const uint8_t> cdb,
                   std::span<uint8_t> dst)
 {
     request req{};
     req.bytes = cdb;
-    drive_state state = read_state(m, spec);
-    const reply r = run_scsi_command(spec, state, req);
+    drive_state state = read_state(m, profile);
+    const reply r = run_scsi_command(profile, state, req);
     std::copy_n(r.data.begin(), std::min(r.data.size(), dst.size()), dst.begin());
 }
 
-void show_drive(const machine &m, const drive_spec &spec, answer &a)
+void show_drive(const machine &m, const drive_profile &profile, answer &a)
 {
     static constexpr uint8_t inquiry[] = {0x12, 0, 0, 0, 96, 0};
     static constexpr uint8_t inquiry_page_83[] = {0x12, 1, 0x83, 0, 64, 0};
     constexpr uint64_t raw_block = 512;
     _MR_PD_INFO info = {};
-    info.ref = spec.device_id;
-    copy_inquiry(m, spec, inquiry, info.inquiryData);
-    copy_inquiry(m, spec, inquiry_page_83, info.vpdPage83);
-    info.scsiDevType = static_cast<uint8_t>(spec.device_type);
-    info.state[1] =
-        static_cast<uint8_t>(spec.interface.value_or(spec.is_ata() ? interface_sata : interface_sas) << 4);
-    info.rawSize = spec.blocks * spec.block_length / raw_block;
-    info.enclDeviceId = static_cast<uint16_t>(spec.host);
-    info.slotNumber = static_cast<uint8_t>(spec.slot);
+    info.ref = profile.device_id;
+    copy_inquiry(m, profile, inquiry, info.inquiryData);
+    copy_inquiry(m, profile, inquiry_page_83, info.vpdPage83);
+    info.scsiDevType = static_cast<uint8_t>(profile.device_type);
+    info.state[1] = static_cast<uint8_t>(
+        profile.interface.value_or(profile.is_ata() ? interface_sata : interface_sas) << 4);
+    info.rawSize = profile.blocks * profile.block_length / raw_block;
+    info.enclDeviceId = static_cast<uint16_t>(profile.host);
+    info.slotNumber = static_cast<uint8_t>(profile.slot);
     a.data = bytes_of(info);
 }
 
-void answer_drive(const machine &m, library_request name, const drive_spec &spec, bool is_refused, answer &a)
+void answer_drive(const machine &m, library_request name, const drive_profile &profile, bool is_refused,
+                  answer &a)
 {
     if (name == library_request::scsi)
-        a.status = pass_scsi(m, spec, a.data, is_refused, a.note);
+        a.status = pass_scsi(m, profile, a.data, is_refused, a.note);
     else if (name == library_request::stp)
-        a.status = pass_ata(m, spec, a.data, is_refused, a.note);
-    else if (is_gone(spec, read_state(m, spec)))
+        a.status = pass_ata(m, profile, a.data, is_refused, a.note);
+    else if (is_gone(profile, read_state(m, profile)))
         a.status = MFI_STAT_DEVICE_NOT_FOUND;
     else if (name == library_request::pd_info)
-        show_drive(m, spec, a);
+        show_drive(m, profile, a);
 }
 
 /* Answers a request that is in order. Of a refused one that goes to a drive it only notes what was sent. */

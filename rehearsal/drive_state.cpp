@@ -12,9 +12,9 @@ namespace
 constexpr uint8_t caching_rcd = 0x01;
 constexpr uint8_t caching_wce = 0x04;
 
-std::string state_path(const machine &m, const drive_spec &spec)
+std::string state_path(const machine &m, const drive_profile &profile)
 {
-    return m.state_dir() + "/" + spec.state_name;
+    return m.state_dir() + "/" + profile.state_name;
 }
 
 void take_state_line(std::string_view line, drive_state &state)
@@ -32,31 +32,31 @@ void take_state_line(std::string_view line, drive_state &state)
 
 } // namespace
 
-drive_state read_state(const machine &m, const drive_spec &spec)
+drive_state read_state(const machine &m, const drive_profile &profile)
 {
-    const uint8_t caching = caching_wce | (spec.read_cache_disabled ? caching_rcd : 0);
-    drive_state state{spec.rev, caching, 0, 0};
+    const uint8_t caching = caching_wce | (profile.read_cache_disabled ? caching_rcd : 0);
+    drive_state state{profile.rev, caching, 0, 0};
     std::string text;
-    if (!read_file(state_path(m, spec), text)) return state;
+    if (!read_file(state_path(m, profile), text)) return state;
     for (std::string_view rest = text; !rest.empty();)
         take_state_line(cut_word(rest, '\n'), state);
     return state;
 }
 
-bool write_state(const machine &m, const drive_spec &spec, const drive_state &state)
+bool write_state(const machine &m, const drive_profile &profile, const drive_state &state)
 {
     std::string text;
     /* Only a flashed drive keeps its revision: of the others one may correct it in the inventory. */
-    if (state.revision != spec.rev) text += "revision=" + state.revision + "\n";
+    if (state.revision != profile.rev) text += "revision=" + state.revision + "\n";
     text += format_text("caching=%u\nflash-attempts=%llu\ncommands=%llu\n", state.caching,
                         static_cast<unsigned long long>(state.flash_attempts),
                         static_cast<unsigned long long>(state.commands));
-    return replace_file(state_path(m, spec), text);
+    return replace_file(state_path(m, profile), text);
 }
 
-bool is_gone(const drive_spec &spec, const drive_state &state)
+bool is_gone(const drive_profile &profile, const drive_state &state)
 {
-    return spec.gone_after && state.commands >= *spec.gone_after;
+    return profile.gone_after && state.commands >= *profile.gone_after;
 }
 
 } // namespace rehearsal

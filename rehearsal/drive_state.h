@@ -21,12 +21,12 @@ struct drive_state {
 };
 
 /* The state on disk; where nothing was ever written, what the inventory says. */
-drive_state read_state(const machine &m, const drive_spec &spec);
+drive_state read_state(const machine &m, const drive_profile &profile);
 
 /* Returns false with errno set. */
-bool write_state(const machine &m, const drive_spec &spec, const drive_state &state);
+bool write_state(const machine &m, const drive_profile &profile, const drive_state &state);
 
 /* The drive has left the machine for good. */
-bool is_gone(const drive_spec &spec, const drive_state &state);
+bool is_gone(const drive_profile &profile, const drive_state &state);
 
 } // namespace rehearsal

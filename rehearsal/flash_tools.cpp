@@ -79,13 +79,13 @@ struct failure {
     int signal;
 };
 
-failure failure_of(const drive_spec &spec, uint64_t attempt)
+failure failure_of(const drive_profile &profile, uint64_t attempt)
 {
-    const bool has_way_to_fail = spec.flash_exit != 0 || spec.flash_signal != 0;
-    const bool fails = spec.flash_fails ? attempt <= *spec.flash_fails : has_way_to_fail;
+    const bool has_way_to_fail = profile.flash_exit != 0 || profile.flash_signal != 0;
+    const bool fails = profile.flash_fails ? attempt <= *profile.flash_fails : has_way_to_fail;
     if (!fails) return {0, 0};
-    if (spec.flash_signal != 0) return {0, static_cast<int>(spec.flash_signal)};
-    return {static_cast<int>(spec.flash_exit != 0 ? spec.flash_exit : usual_failure), 0};
+    if (profile.flash_signal != 0) return {0, static_cast<int>(profile.flash_signal)};
+    return {static_cast<int>(profile.flash_exit != 0 ? profile.flash_exit : usual_failure), 0};
 }
 
 /* The image as the log names it: below the rehearsal's tree, whose own place differs from run to run. */
@@ -116,48 +116,48 @@ size_t inherited_nodes(const machine &m)
 }
 
 /* Has the drive run another firmware from now on; commands may have come since its state was read. */
-bool change_revision(const machine &m, const drive_spec &spec, const std::string &revision)
+bool change_revision(const machine &m, const drive_profile &profile, const std::string &revision)
 {
-    drive_state state = read_state(m, spec);
+    drive_state state = read_state(m, profile);
     state.revision = revision;
-    return write_state(m, spec, state);
+    return write_state(m, profile, state);
 }
 
 /* One attempt of any flashing tool on a drive: takes its time, makes its noise, then fails or changes the
  * revision. The log gets to see `mode`, how the tool was told to send the image. */
-int flash(const machine &m, const drive_spec &spec, const char *name, const std::string &image,
+int flash(const machine &m, const drive_profile &profile, const char *name, const std::string &image,
           const std::string &mode = "")
 {
-    drive_state state = read_state(m, spec);
+    drive_state state = read_state(m, profile);
     state.flash_attempts++;
     std::string what = format_text("flash %s %s %sattempt=%llu ", name, image_for_log(m, image).c_str(),
                                    mode.c_str(), static_cast<unsigned long long>(state.flash_attempts));
     if (const size_t count = inherited_nodes(m)) what += format_text("inherited=%zu ", count);
     auto revision = revision_in_image(image);
-    if (revision && !spec.flash_revision.empty()) revision = spec.flash_revision;
-    if (!write_state(m, spec, state))
+    if (revision && !profile.flash_revision.empty()) revision = profile.flash_revision;
+    if (!write_state(m, profile, state))
         return complain(name, no_state, "the rehearsal directory cannot be written");
-    make_noise(spec.flash_noise);
-    rest(spec.flash_seconds);
-    const failure f = failure_of(spec, state.flash_attempts);
+    make_noise(profile.flash_noise);
+    rest(profile.flash_seconds);
+    const failure f = failure_of(profile, state.flash_attempts);
     const bool has_failed = f.signal != 0 || f.status != 0;
-    if (revision && has_failed && spec.flash_works_anyway && change_revision(m, spec, *revision))
+    if (revision && has_failed && profile.flash_works_anyway && change_revision(m, profile, *revision))
         what += "revision=" + *revision + " ";
     if (f.signal != 0) {
-        log_event(m, spec, what + format_text("signal=%d", f.signal));
+        log_event(m, profile, what + format_text("signal=%d", f.signal));
         die_of(f.signal);
     } else if (f.status != 0) {
-        log_event(m, spec, what + format_text("exit=%d", f.status));
+        log_event(m, profile, what + format_text("exit=%d", f.status));
         return complain(name, f.status, "the download failed");
     }
     if (!revision || revision->empty()) {
-        log_event(m, spec, what + "no image");
+        log_event(m, profile, what + "no image");
         return complain(name, bad_image, image + ": no image with a revision");
     }
-    log_event(m, spec, what + "revision=" + *revision);
-    if (!change_revision(m, spec, *revision))
+    log_event(m, profile, what + "revision=" + *revision);
+    if (!change_revision(m, profile, *revision))
         return complain(name, no_state, "the rehearsal directory cannot be written");
-    printf("%s now runs %s\n", spec.label().c_str(), revision->c_str());
+    printf("%s now runs %s\n", profile.label().c_str(), revision->c_str());
     return 0;
 }
 
@@ -186,9 +186,9 @@ bool is_number(std::string_view arg, std::string_view prefix, unsigned &number)
     return take_number(arg, prefix, number) && arg.empty();
 }
 
-bool is_present(const machine &m, const drive_spec *spec)
+bool is_present(const machine &m, const drive_profile *profile)
 {
-    return spec != nullptr && !is_gone(*spec, read_state(m, *spec));
+    return profile != nullptr && !is_gone(*profile, read_state(m, *profile));
 }
 
 int run_fw_download(int argc, char **argv)
@@ -204,10 +204,10 @@ int run_fw_download(int argc, char **argv)
         strcmp(argv[3], "-l") == 0 && strcmp(argv[5], "-n") == 0 && strcmp(argv[6], "-DDD") == 0;
     if (!is_number(argv[1], "-b", host) || !is_number(argv[2], "-t", target) || !is_as_usual)
         return complain(name, bad_arguments, usage);
-    const drive_spec *const spec = find_direct_drive(*m, host, target);
-    if (!is_present(*m, spec))
+    const drive_profile *const profile = find_direct_drive(*m, host, target);
+    if (!is_present(*m, profile))
         return complain(name, no_such_drive, format_text("no drive at host %u, target %u", host, target));
-    return flash(*m, *spec, name, argv[4]);
+    return flash(*m, *profile, name, argv[4]);
 }
 
 /* Where a controller's tool is told to find the drive. */
@@ -222,12 +222,13 @@ int flash_behind_controller(const char *name, const controller_place &place, std
 {
     const machine *const m = current_machine();
     if (m == nullptr) return complain(name, no_such_drive, "no rehearsal is going on");
-    const drive_spec *const spec = find_controller_drive(*m, place.controller, place.enclosure, place.slot);
-    if (!is_present(*m, spec))
+    const drive_profile *const profile =
+        find_controller_drive(*m, place.controller, place.enclosure, place.slot);
+    if (!is_present(*m, profile))
         return complain(name, no_such_drive,
                         format_text("no drive at controller %u, enclosure %u, slot %u", place.controller,
                                     place.enclosure, place.slot));
-    return flash(*m, *spec, name, std::string(image), mode);
+    return flash(*m, *profile, name, std::string(image), mode);
 }
 
 int run_storcli(int argc, char **argv)

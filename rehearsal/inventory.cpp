@@ -33,7 +33,7 @@ bool take_number(std::string_view &text, unsigned &number)
 
 /* "revision,new revision,image;" at the start of text, which is then cut off. A model may hold the same
  * punctuation as the line itself, so its end is found by trying whether this fits behind it. */
-bool take_tail(std::string_view &text, drive_spec &spec)
+bool take_tail(std::string_view &text, drive_profile &profile)
 {
     std::string_view rest = text;
     const std::string_view rev = cut_word(rest, ',');
@@ -49,20 +49,20 @@ bool take_tail(std::string_view &text, drive_spec &spec)
         rest.remove_prefix(end + 2);
     }
     if (!rest.empty() && blanks.find(rest.front()) == std::string_view::npos) return false;
-    spec.rev = rev;
-    spec.new_rev = new_rev;
-    spec.image = image;
+    profile.rev = rev;
+    profile.new_rev = new_rev;
+    profile.image = image;
     text = rest;
     return true;
 }
 
 /* The widths are those of the library's own fields. */
-bool take_controller(drive_spec &spec)
+bool take_controller(drive_profile &profile)
 {
-    const auto number = parse_number(spec.adapter);
+    const auto number = parse_number(profile.adapter);
     if (!number || *number > UINT16_MAX) return false;
-    spec.controller = static_cast<unsigned>(*number);
-    return spec.host <= UINT16_MAX && spec.slot <= UINT8_MAX;
+    profile.controller = static_cast<unsigned>(*number);
+    return profile.host <= UINT16_MAX && profile.slot <= UINT8_MAX;
 }
 
 /* It becomes a file's name. */
@@ -74,26 +74,26 @@ bool is_adapter(const std::string &name)
 
 /* The fields of a listing's line; text is left at what follows the semicolon. The result says what is wrong.
  */
-const char *take_listing(std::string_view &text, drive_spec &spec)
+const char *take_listing(std::string_view &text, drive_profile &profile)
 {
     static constexpr std::string_view model_start = ",\"";
     static constexpr std::string_view model_end = "\",";
-    spec.adapter = cut_word(text, ',');
-    if (!is_adapter(spec.adapter))
+    profile.adapter = cut_word(text, ',');
+    if (!is_adapter(profile.adapter))
         return "the adapter is neither the name of a block device nor a controller's number";
-    if (!take_number(text, spec.host)) return "the host is not a number";
-    if (!take_number(text, spec.slot)) return "the slot is not a number";
-    if (spec.is_behind_controller() && !take_controller(spec))
+    if (!take_number(text, profile.host)) return "the host is not a number";
+    if (!take_number(text, profile.slot)) return "the slot is not a number";
+    if (profile.is_behind_controller() && !take_controller(profile))
         return "the number of the controller, the enclosure or the slot is too big";
     const size_t vendor_len = text.find(model_start);
     if (vendor_len == std::string_view::npos) return "no model in double quotes after the vendor";
-    spec.vendor = text.substr(0, vendor_len);
+    profile.vendor = text.substr(0, vendor_len);
     text.remove_prefix(vendor_len + model_start.size());
     for (size_t len = text.find(model_end); len != std::string_view::npos;
          len = text.find(model_end, len + 1)) {
         std::string_view rest = text.substr(len + model_end.size());
-        if (!take_tail(rest, spec)) continue;
-        spec.model = text.substr(0, len);
+        if (!take_tail(rest, profile)) continue;
+        profile.model = text.substr(0, len);
         text = rest;
         return nullptr;
     }
@@ -118,58 +118,58 @@ bool take_word(std::string_view &text, std::string_view &name, std::optional<std
     return true;
 }
 
-std::string parse_line(std::string_view text, drive_spec &spec)
+std::string parse_line(std::string_view text, drive_profile &profile)
 {
-    if (const char *error = take_listing(text, spec)) return error;
+    if (const char *error = take_listing(text, profile)) return error;
     for (text = skip_blanks(text); !text.empty(); text = skip_blanks(text)) {
         std::string_view name;
         std::optional<std::string_view> value;
         if (!take_word(text, name, value)) return "a value lacks its closing double quote";
-        if (std::string error = apply_option(spec, name, value); !error.empty()) return error;
+        if (std::string error = apply_option(profile, name, value); !error.empty()) return error;
     }
     return {};
 }
 
 /* What depends on the other lines or follows from the line itself. */
-void complete_drive(const std::vector<drive_spec> &earlier, drive_spec &spec)
+void complete_drive(const std::vector<drive_profile> &earlier, drive_profile &profile)
 {
-    spec.index = static_cast<unsigned>(earlier.size());
-    if (spec.serial.empty()) spec.serial = format_text("SIM%05u", spec.index + 1);
-    if (spec.adapter == "sdX") spec.no_block = true; /* what the listing says of a drive without one */
-    for (const drive_spec &other : earlier) {
+    profile.index = static_cast<unsigned>(earlier.size());
+    if (profile.serial.empty()) profile.serial = format_text("SIM%05u", profile.index + 1);
+    if (profile.adapter == "sdX") profile.no_block = true; /* what the listing says of a drive without one */
+    for (const drive_profile &other : earlier) {
         const bool is_same_drive =
-            other.vendor == spec.vendor && other.model == spec.model && other.serial == spec.serial;
-        if (is_same_drive) spec.state_name = other.state_name;
-        if (other.is_behind_controller() != spec.is_behind_controller()) continue;
-        spec.lun += other.host == spec.host && other.slot == spec.slot;
-        spec.device_id += other.controller == spec.controller;
+            other.vendor == profile.vendor && other.model == profile.model && other.serial == profile.serial;
+        if (is_same_drive) profile.state_name = other.state_name;
+        if (other.is_behind_controller() != profile.is_behind_controller()) continue;
+        profile.lun += other.host == profile.host && other.slot == profile.slot;
+        profile.device_id += other.controller == profile.controller;
     }
-    if (spec.state_name.empty())
-        spec.state_name = spec.is_behind_controller() ? spec.label() : spec.address();
+    if (profile.state_name.empty())
+        profile.state_name = profile.is_behind_controller() ? profile.label() : profile.address();
 }
 
 /* What one drive's line says of its controller holds for all of the controller's drives. */
-void settle_controllers(std::vector<drive_spec> &drives)
+void settle_controllers(std::vector<drive_profile> &drives)
 {
-    for (drive_spec &spec : drives) {
-        if (!spec.is_behind_controller()) continue;
-        for (const drive_spec &other : drives) {
-            if (!other.is_behind_controller() || other.controller != spec.controller) continue;
-            if (spec.library.empty()) spec.library = other.library;
-            if (!spec.pci) spec.pci = other.pci;
+    for (drive_profile &profile : drives) {
+        if (!profile.is_behind_controller()) continue;
+        for (const drive_profile &other : drives) {
+            if (!other.is_behind_controller() || other.controller != profile.controller) continue;
+            if (profile.library.empty()) profile.library = other.library;
+            if (!profile.pci) profile.pci = other.pci;
         }
-        if (spec.library.empty()) spec.library = usual_library;
+        if (profile.library.empty()) profile.library = usual_library;
     }
 }
 
 } // namespace
 
-std::string drive_spec::label() const
+std::string drive_profile::label() const
 {
     return format_text("%s,%u,%u", adapter.c_str(), host, slot);
 }
 
-std::string drive_spec::address() const
+std::string drive_profile::address() const
 {
     return format_text("%u:0:%u:%u", host, slot, lun);
 }
@@ -182,13 +182,13 @@ inventory parse_inventory(std::string_view text)
         if (line.ends_with('\r')) line.remove_suffix(1);
         line = skip_blanks(line);
         if (line.empty() || line.starts_with('#')) continue;
-        drive_spec spec;
-        if (const std::string error = parse_line(line, spec); !error.empty()) {
+        drive_profile profile;
+        if (const std::string error = parse_line(line, profile); !error.empty()) {
             result.errors.push_back(format_text("%u: %s", number, error.c_str()));
             continue;
         }
-        complete_drive(result.drives, spec);
-        result.drives.push_back(std::move(spec));
+        complete_drive(result.drives, profile);
+        result.drives.push_back(std::move(profile));
     }
     settle_controllers(result.drives);
     return result;

@@ -5,7 +5,7 @@
  * value in double quotes when it holds blanks. A line whose first non-blank is '#' is a comment. */
 #pragma once
 
-#include "drive_spec.h"
+#include "drive_profile.h"
 
 #include <string>
 #include <string_view>
@@ -15,8 +15,8 @@ namespace rehearsal
 {
 
 struct inventory {
-    std::vector<drive_spec> drives;  /* in the order of their lines */
-    std::vector<std::string> errors; /* one text for each bad line, "LINE: what is wrong" */
+    std::vector<drive_profile> drives; /* in the order of their lines */
+    std::vector<std::string> errors;   /* one text for each bad line, "LINE: what is wrong" */
 };
 
 inventory parse_inventory(std::string_view text);

@@ -27,10 +27,11 @@ const machine *current_machine()
     return m;
 }
 
-const drive_spec *find_direct_drive(const machine &m, unsigned host, unsigned target)
+const drive_profile *find_direct_drive(const machine &m, unsigned host, unsigned target)
 {
-    for (const drive_spec &spec : m.drives)
-        if (!spec.is_behind_controller() && spec.host == host && spec.slot == target) return &spec;
+    for (const drive_profile &profile : m.drives)
+        if (!profile.is_behind_controller() && profile.host == host && profile.slot == target)
+            return &profile;
     return nullptr;
 }
 
@@ -39,9 +40,9 @@ void log_event(const machine &m, std::string_view label, std::string_view text)
     append_to_file(m.dir + "/commands.log", std::string(label) + " " + std::string(text) + "\n");
 }
 
-void log_event(const machine &m, const drive_spec &spec, std::string_view text)
+void log_event(const machine &m, const drive_profile &profile, std::string_view text)
 {
-    log_event(m, spec.label(), text);
+    log_event(m, profile.label(), text);
 }
 
 } // namespace rehearsal

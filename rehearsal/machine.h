@@ -7,7 +7,7 @@
  *     root/          the tree given to the program with -R */
 #pragma once
 
-#include "drive_spec.h"
+#include "drive_profile.h"
 
 #include <memory>
 #include <string>
@@ -22,7 +22,7 @@ constexpr char dir_variable[] = "VANDREL_REHEARSAL";
 
 struct machine {
     std::string dir; /* absolute */
-    std::vector<drive_spec> drives;
+    std::vector<drive_profile> drives;
 
     std::string inventory_path() const { return dir + "/machine"; }
     std::string state_dir() const { return dir + "/state"; }
@@ -39,10 +39,10 @@ std::unique_ptr<const machine> read_machine();
 const machine *current_machine();
 
 /* The first directly attached drive with this host and target, or null. */
-const drive_spec *find_direct_drive(const machine &m, unsigned host, unsigned target);
+const drive_profile *find_direct_drive(const machine &m, unsigned host, unsigned target);
 
 /* Appends "LABEL TEXT" to the command log; a drive's label is its own. */
 void log_event(const machine &m, std::string_view label, std::string_view text);
-void log_event(const machine &m, const drive_spec &spec, std::string_view text);
+void log_event(const machine &m, const drive_profile &profile, std::string_view text);
 
 } // namespace rehearsal

@@ -35,7 +35,7 @@ reply invalid_parameter_list()
 
 } // namespace
 
-reply mode_sense_6(const drive_spec &spec, const drive_state &state, const request &req)
+reply mode_sense_6(const drive_profile &profile, const drive_state &state, const request &req)
 {
     const bool has_descriptor = (req.bytes[1] & 0x08) == 0;
     const auto control = static_cast<page_control>(req.bytes[2] >> 6);
@@ -47,8 +47,8 @@ reply mode_sense_6(const drive_spec &spec, const drive_state &state, const reque
     r.data[2] = dpo_fua;
     if (has_descriptor) {
         r.data[3] = block_descriptor_len;
-        put_be(r.data, header_len + 1, 3, std::min<uint64_t>(spec.blocks, 0xffffff));
-        put_be(r.data, header_len + 5, 3, spec.block_length);
+        put_be(r.data, header_len + 1, 3, std::min<uint64_t>(profile.blocks, 0xffffff));
+        put_be(r.data, header_len + 5, 3, profile.block_length);
     }
     caching_page page = build_caching_page(control == changeable_values ? changeable_caching : state.caching);
     page[0] |= page_saveable;

@@ -23,7 +23,7 @@
 #include <unistd.h>
 
 using rehearsal::current_machine;
-using rehearsal::drive_spec;
+using rehearsal::drive_profile;
 using rehearsal::find_real;
 using rehearsal::machine;
 
@@ -72,7 +72,7 @@ class redirected
 };
 
 /* The drive whose simulated node has this path in the rehearsal directory, or null. */
-const drive_spec *drive_of_node(const machine &m, std::string_view path)
+const drive_profile *drive_of_node(const machine &m, std::string_view path)
 {
     if (!path.starts_with(m.dir)) return nullptr;
     path.remove_prefix(m.dir.size());
@@ -83,7 +83,7 @@ const drive_spec *drive_of_node(const machine &m, std::string_view path)
 
 /* The drive behind an open descriptor, or null. The kernel is asked what is open there, because a record of
  * our own would have to follow every dup, fork and close. */
-const drive_spec *drive_of_descriptor(const machine &m, int fd)
+const drive_profile *drive_of_descriptor(const machine &m, int fd)
 {
     char path[PATH_MAX];
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
@@ -91,9 +91,9 @@ const drive_spec *drive_of_descriptor(const machine &m, int fd)
     return len > 0 ? drive_of_node(m, {path, static_cast<size_t>(len)}) : nullptr;
 }
 
-bool has_left(const machine &m, const drive_spec &spec)
+bool has_left(const machine &m, const drive_profile &profile)
 {
-    return spec.gone_after && is_gone(spec, read_state(m, spec));
+    return profile.gone_after && is_gone(profile, read_state(m, profile));
 }
 
 int open_redirected(int dir, const char *path, int flags, mode_t mode)
@@ -102,8 +102,8 @@ int open_redirected(int dir, const char *path, int flags, mode_t mode)
     const redirected target(path);
     if (target.path() != path) {
         const machine &m = *current_machine();
-        const drive_spec *const spec = drive_of_node(m, target.path());
-        if (spec != nullptr && has_left(m, *spec)) {
+        const drive_profile *const profile = drive_of_node(m, target.path());
+        if (profile != nullptr && has_left(m, *profile)) {
             errno = ENXIO; /* the kernel's answer while the node of a dead drive is still there */
             return -1;
         }
@@ -113,13 +113,13 @@ int open_redirected(int dir, const char *path, int flags, mode_t mode)
 
 /* Answers one of the two requests that a simulated node knows. Returns 0, or -1 with errno set, like ioctl.
  */
-int answer_ioctl(const machine &m, const drive_spec &spec, unsigned long request, void *arg)
+int answer_ioctl(const machine &m, const drive_profile &profile, unsigned long request, void *arg)
 {
     if (request == SG_GET_VERSION_NUM) {
         *static_cast<int *>(arg) = sg_driver_version;
         return 0;
     }
-    const int error = rehearsal::answer_sg_io(m, spec, *static_cast<sg_io_hdr_t *>(arg));
+    const int error = rehearsal::answer_sg_io(m, profile, *static_cast<sg_io_hdr_t *>(arg));
     if (error != 0) errno = error;
     return error == 0 ? 0 : -1;
 }
@@ -269,7 +269,7 @@ REHEARSAL_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept
     va_end(args);
     const bool is_for_node = request == SG_IO || request == SG_GET_VERSION_NUM;
     if (const machine *const m = is_for_node ? current_machine() : nullptr)
-        if (const drive_spec *const spec = drive_of_descriptor(*m, fd))
-            return answer_ioctl(*m, *spec, request, arg);
+        if (const drive_profile *const profile = drive_of_descriptor(*m, fd))
+            return answer_ioctl(*m, *profile, request, arg);
     return real(fd, request, arg);
 }

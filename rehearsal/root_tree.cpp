@@ -102,12 +102,12 @@ std::string exact_pattern(std::string_view text, char quote)
 
 /* The image of a drive's line, below Data. Every new revision has a directory of its own, because one name
  * may stand for different images there. Empty when the line names none that could be a file. */
-std::string image_path(const drive_spec &spec)
+std::string image_path(const drive_profile &profile)
 {
-    std::string dir = "to-" + spec.new_rev;
+    std::string dir = "to-" + profile.new_rev;
     std::replace(dir.begin(), dir.end(), '/', '_');
-    const std::string name = spec.image.substr(spec.image.rfind('/') + 1);
-    const bool has_update = spec.new_rev != "-" && spec.image != "-";
+    const std::string name = profile.image.substr(profile.image.rfind('/') + 1);
+    const bool has_update = profile.new_rev != "-" && profile.image != "-";
     return has_update && !name.empty() && name != "." && name != ".." ? dir + "/" + name : "";
 }
 
@@ -118,13 +118,13 @@ bool has(const std::string &text, char c)
 
 std::string make_up_images(const machine &m, const fs::path &data)
 {
-    for (const drive_spec &spec : m.drives) {
-        const std::string name = image_path(spec);
+    for (const drive_profile &profile : m.drives) {
+        const std::string name = image_path(profile);
         const fs::path path = data / name;
         std::error_code error;
         if (name.empty() || fs::exists(path, error)) continue;
         fs::create_directories(path.parent_path(), error);
-        if (!write_file(path, "revision=" + spec.new_rev + "\n")) return failure(path, strerror(errno));
+        if (!write_file(path, "revision=" + profile.new_rev + "\n")) return failure(path, strerror(errno));
     }
     return {};
 }
@@ -163,8 +163,8 @@ std::string place_libraries(const machine &m, const root_request &request)
         fs::remove_all(root / dir, error);
     if (is_without(request, no_libraries)) return {};
     std::map<std::string, bool> lacks_entry_point; /* by file */
-    for (const drive_spec &spec : m.drives)
-        if (spec.is_behind_controller()) lacks_entry_point[spec.library] |= spec.no_entry_point;
+    for (const drive_profile &profile : m.drives)
+        if (profile.is_behind_controller()) lacks_entry_point[profile.library] |= profile.no_entry_point;
     for (const auto &[file, is_lacking] : lacks_entry_point) {
         fs::create_directories((root / file).parent_path(), error);
         fs::copy_file(is_lacking ? request.preload : request.storelib, root / file, error);
@@ -179,13 +179,13 @@ std::string generate_map(const machine &m)
 {
     std::string map(map_mark);
     std::set<std::string> lines;
-    for (const drive_spec &spec : m.drives) {
-        const std::string image = image_path(spec);
-        const char quote = has(spec.new_rev + image, '"') ? '\'' : '"';
-        if (image.empty() || has(spec.new_rev + image, quote)) continue;
+    for (const drive_profile &profile : m.drives) {
+        const std::string image = image_path(profile);
+        const char quote = has(profile.new_rev + image, '"') ? '\'' : '"';
+        if (image.empty() || has(profile.new_rev + image, quote)) continue;
         std::string line(1, quote);
         for (const std::string &field :
-             {exact_pattern(spec.model, quote), exact_pattern(spec.rev, quote), spec.new_rev, image})
+             {exact_pattern(profile.model, quote), exact_pattern(profile.rev, quote), profile.new_rev, image})
             line.append(field).push_back(quote);
         line.push_back('\n');
         if (lines.insert(line).second) map += line;

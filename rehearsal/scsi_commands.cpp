@@ -29,12 +29,12 @@ reply cut_to(reply r, uint64_t allocation_len)
 }
 
 /* A page of vital product data with its 4-byte header. */
-reply product_data_page(const drive_spec &spec, uint8_t code, std::span<const uint8_t> content)
+reply product_data_page(const drive_profile &profile, uint8_t code, std::span<const uint8_t> content)
 {
     constexpr size_t header_len = 4;
     reply r;
     r.data.resize(header_len + content.size());
-    r.data[0] = static_cast<uint8_t>(spec.device_type & 0x1f);
+    r.data[0] = static_cast<uint8_t>(profile.device_type & 0x1f);
     r.data[1] = code;
     put_be(r.data, 2, 2, content.size());
     std::copy(content.begin(), content.end(), r.data.begin() + header_len);
@@ -43,75 +43,75 @@ reply product_data_page(const drive_spec &spec, uint8_t code, std::span<const ui
 
 /* SCSI drives put the running firmware behind the serial number; it is read back from bytes 32 to 35 of the
  * page. */
-reply serial_number_page(const drive_spec &spec, const drive_state &state)
+reply serial_number_page(const drive_profile &profile, const drive_state &state)
 {
     constexpr size_t serial_width = 28;
     constexpr size_t revision_width = 4;
-    std::vector<uint8_t> content(spec.serial.begin(), spec.serial.end());
-    if (!spec.is_ata() && content.size() <= serial_width) {
+    std::vector<uint8_t> content(profile.serial.begin(), profile.serial.end());
+    if (!profile.is_ata() && content.size() <= serial_width) {
         content.resize(serial_width + std::max(revision_width, state.revision.size()), ' ');
         std::copy(state.revision.begin(), state.revision.end(), content.begin() + serial_width);
     }
-    return product_data_page(spec, 0x80, content);
+    return product_data_page(profile, 0x80, content);
 }
 
 /* One locally assigned world wide name, in binary, of the logical unit. */
-reply identification_page(const drive_spec &spec)
+reply identification_page(const drive_profile &profile)
 {
     uint8_t content[12] = {0x01, 0x03, 0, 8};
-    put_be(content, 4, 8, 0x3000000000000001 + spec.index);
-    return product_data_page(spec, 0x83, content);
+    put_be(content, 4, 8, 0x3000000000000001 + profile.index);
+    return product_data_page(profile, 0x83, content);
 }
 
-reply standard_inquiry(const drive_spec &spec, const drive_state &state)
+reply standard_inquiry(const drive_profile &profile, const drive_state &state)
 {
     reply r;
     r.data.resize(standard_inquiry_len);
-    r.data[0] = static_cast<uint8_t>(spec.device_type & 0x1f);
+    r.data[0] = static_cast<uint8_t>(profile.device_type & 0x1f);
     r.data[2] = 0x06; /* SPC-4 */
     r.data[3] = 0x02; /* response data format of the standard */
     r.data[4] = standard_inquiry_len - 5;
     r.data[7] = 0x02; /* command queueing */
-    put_text(r.data, 8, 8, spec.vendor);
-    put_text(r.data, 16, 16, spec.model);
-    put_text(r.data, 32, 4, inquiry_revision(spec, state));
+    put_text(r.data, 8, 8, profile.vendor);
+    put_text(r.data, 16, 16, profile.model);
+    put_text(r.data, 32, 4, inquiry_revision(profile, state));
     return r;
 }
 
-reply inquiry(const drive_spec &spec, const drive_state &state, const request &req)
+reply inquiry(const drive_profile &profile, const drive_state &state, const request &req)
 {
     const bool wants_page = (req.bytes[1] & 0x01) != 0;
     const uint8_t page = req.bytes[2];
-    if (!wants_page) return page == 0 ? standard_inquiry(spec, state) : invalid_cdb_field();
+    if (!wants_page) return page == 0 ? standard_inquiry(profile, state) : invalid_cdb_field();
     switch (page) {
     case 0x00:
-        return product_data_page(spec, 0x00, product_data_pages);
+        return product_data_page(profile, 0x00, product_data_pages);
     case 0x80:
-        return serial_number_page(spec, state);
+        return serial_number_page(profile, state);
     case 0x83:
-        return identification_page(spec);
+        return identification_page(profile);
     default:
         return invalid_cdb_field();
     }
 }
 
-reply read_capacity_10(const drive_spec &spec)
+reply read_capacity_10(const drive_profile &profile)
 {
     reply r;
     r.data.resize(8);
-    put_be(r.data, 0, 4, std::min<uint64_t>(spec.blocks - 1, 0xffffffff));
-    put_be(r.data, 4, 4, spec.block_length);
+    put_be(r.data, 0, 4, std::min<uint64_t>(profile.blocks - 1, 0xffffffff));
+    put_be(r.data, 4, 4, profile.block_length);
     return r;
 }
 
-reply read_capacity_16(const drive_spec &spec, const request &req)
+reply read_capacity_16(const drive_profile &profile, const request &req)
 {
     constexpr uint8_t read_capacity_action = 0x10;
     if ((req.bytes[1] & 0x1f) != read_capacity_action) return invalid_cdb_field();
     reply r;
     r.data.resize(32);
-    put_be(r.data, 0, 8, spec.blocks - 1);
-    put_be(r.data, 8, 4, spec.block_length);
+    put_be(r.data, 0, 8, profile.blocks - 1);
+    put_be(r.data, 8, 4, profile.block_length);
     return cut_to(r, get_be(req.bytes, 10, 4));
 }
 
@@ -136,12 +136,12 @@ extent extent_of(const request &req)
 }
 
 /* READ delivers zeros, VERIFY nothing; both need blocks that exist. */
-reply read_blocks(const drive_spec &spec, const request &req, bool delivers_data)
+reply read_blocks(const drive_profile &profile, const request &req, bool delivers_data)
 {
     const extent e = extent_of(req);
-    if (e.lba >= spec.blocks || e.count > spec.blocks - e.lba) return lba_out_of_range();
+    if (e.lba >= profile.blocks || e.count > profile.blocks - e.lba) return lba_out_of_range();
     reply r;
-    if (delivers_data) r.zeros = e.count * spec.block_length;
+    if (delivers_data) r.zeros = e.count * profile.block_length;
     return r;
 }
 
@@ -194,13 +194,13 @@ size_t command_len(uint8_t opcode)
 
 } // namespace
 
-std::string inquiry_revision(const drive_spec &spec, const drive_state &state)
+std::string inquiry_revision(const drive_profile &profile, const drive_state &state)
 {
-    if (!spec.is_ata() || state.revision.size() <= 4) return state.revision;
+    if (!profile.is_ata() || state.revision.size() <= 4) return state.revision;
     return state.revision.substr(4, 4);
 }
 
-reply run_scsi_command(const drive_spec &spec, drive_state &state, const request &req)
+reply run_scsi_command(const drive_profile &profile, drive_state &state, const request &req)
 {
     const uint8_t opcode = req.bytes[0];
     if (req.bytes.size() != command_len(opcode)) return invalid_opcode();
@@ -211,22 +211,22 @@ reply run_scsi_command(const drive_spec &spec, drive_state &state, const request
     case 0x08: /* READ(6), (10), (16) */
     case 0x28:
     case 0x88:
-        return read_blocks(spec, req, true);
+        return read_blocks(profile, req, true);
     case 0x2f: /* VERIFY(10), (16) */
     case 0x8f:
-        return read_blocks(spec, req, false);
+        return read_blocks(profile, req, false);
     case 0x12:
-        return cut_to(inquiry(spec, state, req), get_be(req.bytes, 3, 2));
+        return cut_to(inquiry(profile, state, req), get_be(req.bytes, 3, 2));
     case 0x15:
         return mode_select_6(state, req);
     case 0x1a:
-        return cut_to(mode_sense_6(spec, state, req), req.bytes[4]);
+        return cut_to(mode_sense_6(profile, state, req), req.bytes[4]);
     case 0x25:
-        return read_capacity_10(spec);
+        return read_capacity_10(profile);
     case 0x4d:
         return log_sense(req);
     case 0x9e:
-        return read_capacity_16(spec, req);
+        return read_capacity_16(profile, req);
     default:
         return invalid_opcode();
     }

@@ -65,7 +65,7 @@ void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
 
 } // namespace
 
-int answer_sg_io(const machine &m, const drive_spec &spec, sg_io_hdr_t &header)
+int answer_sg_io(const machine &m, const drive_profile &profile, sg_io_hdr_t &header)
 {
     if (header.interface_id != 'S') return ENOSYS;
     if (header.cmdp == nullptr || header.cmd_len < 6) return EMSGSIZE;
@@ -78,8 +78,8 @@ int answer_sg_io(const machine &m, const drive_spec &spec, sg_io_hdr_t &header)
     if (req.dir != direction::none && header.dxferp != nullptr)
         req.data = {static_cast<uint8_t *>(header.dxferp), header.dxfer_len};
     if (req.dir == direction::none) rest_a_little();
-    const outcome out = run_command(m, spec, req);
-    log_event(m, spec, (req.ata ? "ATA " : "SCSI ") + describe(req) + " " + describe(out, req));
+    const outcome out = run_command(m, profile, req);
+    log_event(m, profile, (req.ata ? "ATA " : "SCSI ") + describe(req) + " " + describe(out, req));
     if (out.error == 0) fill_in(header, out, req.data.size());
     return out.error;
 }

@@ -10,6 +10,6 @@ namespace rehearsal
 
 /* Answers one SG_IO request: runs the command and fills in what the driver fills in. Returns 0, or the errno
  * with which the driver would fail the request. */
-int answer_sg_io(const machine &m, const drive_spec &spec, sg_io_hdr_t &header);
+int answer_sg_io(const machine &m, const drive_profile &profile, sg_io_hdr_t &header);
 
 } // namespace rehearsal

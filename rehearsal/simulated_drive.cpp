@@ -41,10 +41,10 @@ bool delivers_data(const reply &r)
            (r.status == status_check_condition && decode_sense(r.sense).key == key_recovered);
 }
 
-reply run_on_drive(const drive_spec &spec, drive_state &state, const request &req)
+reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
 {
-    if (!req.ata) return run_scsi_command(spec, state, req);
-    return spec.is_ata() ? run_ata_command(spec, state, *req.ata) : invalid_opcode();
+    if (!req.ata) return run_scsi_command(profile, state, req);
+    return profile.is_ata() ? run_ata_command(profile, state, *req.ata) : invalid_opcode();
 }
 
 void patch(reply &r, const fault &f)
@@ -127,20 +127,20 @@ size_t deliver(const reply &r, const request &req)
     return len + zeros;
 }
 
-outcome answer_command(const drive_spec &spec, drive_state &state, const request &req)
+outcome answer_command(const drive_profile &profile, drive_state &state, const request &req)
 {
     outcome out;
-    if (is_gone(spec, state)) {
+    if (is_gone(profile, state)) {
         out.error = ENODEV;
         return out;
     }
     std::vector<const fault *> faults;
-    if (state.commands >= spec.faults_after)
-        for (const fault &f : spec.faults)
+    if (state.commands >= profile.faults_after)
+        for (const fault &f : profile.faults)
             if (meets(f, req)) faults.push_back(&f);
     const bool is_prevented =
         std::any_of(faults.begin(), faults.end(), [](const fault *f) { return prevents_execution(f->kind); });
-    reply r = is_prevented ? reply{} : run_on_drive(spec, state, req);
+    reply r = is_prevented ? reply{} : run_on_drive(profile, state, req);
     for (const fault *f : faults)
         apply_fault(*f, req, r, out);
     set_checksum(r);
@@ -152,13 +152,13 @@ outcome answer_command(const drive_spec &spec, drive_state &state, const request
 
 } // namespace
 
-outcome run_command(const machine &m, const drive_spec &spec, const request &req)
+outcome run_command(const machine &m, const drive_profile &profile, const request &req)
 {
-    const drive_state before = read_state(m, spec);
+    const drive_state before = read_state(m, profile);
     drive_state state = before;
-    outcome out = answer_command(spec, state, req);
-    if (spec.gone_after || spec.faults_after != 0) state.commands++;
-    if (state != before) write_state(m, spec, state);
+    outcome out = answer_command(profile, state, req);
+    if (profile.gone_after || profile.faults_after != 0) state.commands++;
+    if (state != before) write_state(m, profile, state);
     return out;
 }
 

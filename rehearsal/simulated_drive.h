@@ -11,7 +11,7 @@ namespace rehearsal
 
 /* Runs one command on the drive: its answer or the fault that the inventory asks for, at most req.data.size()
  * bytes moved, the drive's state kept. The sense data is cut by the transport. */
-outcome run_command(const machine &m, const drive_spec &spec, const request &req);
+outcome run_command(const machine &m, const drive_profile &profile, const request &req);
 
 /* The command as the log has it, "in 12 00 00 00 60 00 len=96", and what became of it, "ok". */
 std::string describe(const request &req);

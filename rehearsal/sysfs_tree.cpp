@@ -68,60 +68,61 @@ std::string attribute_text(std::string text, size_t width)
     return text + "\n";
 }
 
-void add_attributes(tree_builder &tree, const drive_spec &spec, const drive_state &state,
+void add_attributes(tree_builder &tree, const drive_profile &profile, const drive_state &state,
                     const std::string &device)
 {
     constexpr size_t inquiry_model_len = 16;
     /* An ATA drive's model is longer than what passes through INQUIRY; of others the listing has what INQUIRY
      * gave. */
-    const std::string full_model = spec.is_ata() ? spec.model.substr(0, inquiry_model_len) : spec.model;
-    const std::string type = std::to_string(spec.device_type) + "\n";
-    const std::string vendor = attribute_text(spec.vendor, 8);
+    const std::string full_model =
+        profile.is_ata() ? profile.model.substr(0, inquiry_model_len) : profile.model;
+    const std::string type = std::to_string(profile.device_type) + "\n";
+    const std::string vendor = attribute_text(profile.vendor, 8);
     const std::string model = attribute_text(full_model, inquiry_model_len);
-    const std::string rev = attribute_text(inquiry_revision(spec, state), 4);
+    const std::string rev = attribute_text(inquiry_revision(profile, state), 4);
     const std::pair<const char *, const std::string &> attributes[] = {
         {"type",   type  },
         {"vendor", vendor},
         {"model",  model },
         {"rev",    rev   },
     };
-    const auto &left_out = spec.no_attribute;
+    const auto &left_out = profile.no_attribute;
     for (const auto &[name, text] : attributes)
         if (std::find(left_out.begin(), left_out.end(), name) == left_out.end())
             tree.add_file(device + "/" + name, text);
 }
 
-void add_drive(tree_builder &tree, const machine &m, const drive_spec &spec)
+void add_drive(tree_builder &tree, const machine &m, const drive_profile &profile)
 {
-    const std::string address = spec.address();
-    const std::string node = "sg" + std::to_string(spec.index);
+    const std::string address = profile.address();
+    const std::string node = "sg" + std::to_string(profile.index);
     const std::string up = "../../../" + address; /* from a subdirectory's entry back to the device */
-    const std::string place =
-        format_text("devices/host%u/target%u:0:%u/%s", spec.host, spec.host, spec.slot, address.c_str());
+    const std::string place = format_text("devices/host%u/target%u:0:%u/%s", profile.host, profile.host,
+                                          profile.slot, address.c_str());
     const std::string device = m.sys_dir() + "/" + place;
     tree.add_dir(device);
-    add_attributes(tree, spec, read_state(m, spec), device);
+    add_attributes(tree, profile, read_state(m, profile), device);
     tree.add_link(device + "/scsi_device/" + address + "/device", up);
     tree.add_link(device + "/scsi_generic/" + node + "/device", up);
-    if (!spec.no_generic) tree.add_link(device + "/generic", "scsi_generic/" + node);
-    if (spec.old_block_link)
-        tree.add_link(device + "/block:" + spec.adapter, "../../../../block/" + spec.adapter);
-    else if (!spec.no_block)
-        tree.add_link(device + "/block/" + spec.adapter + "/device", up);
+    if (!profile.no_generic) tree.add_link(device + "/generic", "scsi_generic/" + node);
+    if (profile.old_block_link)
+        tree.add_link(device + "/block:" + profile.adapter, "../../../../block/" + profile.adapter);
+    else if (!profile.no_block)
+        tree.add_link(device + "/block/" + profile.adapter + "/device", up);
     tree.add_link(m.sys_dir() + "/class/scsi_device/" + address,
                   "../../" + place + "/scsi_device/" + address);
     tree.add_link(m.sys_dir() + "/class/scsi_generic/" + node, "../../" + place + "/scsi_generic/" + node);
-    if (!spec.no_node) tree.add_file(m.dev_dir() + "/" + node, "");
+    if (!profile.no_node) tree.add_file(m.dev_dir() + "/" + node, "");
 }
 
 /* One drive that names its host's driver speaks for all drives of the host. */
 std::map<unsigned, std::string> host_drivers(const machine &m)
 {
     std::map<unsigned, std::string> drivers;
-    for (const drive_spec &spec : m.drives) {
-        if (spec.is_behind_controller()) continue;
-        std::string &driver = drivers[spec.host];
-        if (!spec.host_driver.empty()) driver = spec.host_driver;
+    for (const drive_profile &profile : m.drives) {
+        if (profile.is_behind_controller()) continue;
+        std::string &driver = drivers[profile.host];
+        if (!profile.host_driver.empty()) driver = profile.host_driver;
         if (driver.empty()) driver = usual_host_driver;
     }
     return drivers;
@@ -144,8 +145,8 @@ std::string build_sysfs(const machine &m, bool is_without_scsi)
         tree.add_dir(dir);
         if (driver != no_driver) tree.add_file(dir + "/proc_name", driver + "\n");
     }
-    for (const drive_spec &spec : m.drives)
-        if (!spec.is_behind_controller()) add_drive(tree, m, spec);
+    for (const drive_profile &profile : m.drives)
+        if (!profile.is_behind_controller()) add_drive(tree, m, profile);
     return tree.error();
 }
 

@@ -26,12 +26,13 @@ void check_repeated_rules(const std::vector<rule> &rules, findings *all)
 }
 
 /* Indexes of the rules that match the drive, in file order; the last one wins. */
-static std::vector<size_t> matching_rules(const std::vector<rule> &rules, const rehearsal::drive_spec &spec)
+static std::vector<size_t> matching_rules(const std::vector<rule> &rules,
+                                          const rehearsal::drive_profile &profile)
 {
     std::vector<size_t> matching;
     Dev dev = {};
-    dev.model = spec.model;
-    dev.rev = spec.rev;
+    dev.model = profile.model;
+    dev.rev = profile.rev;
     for (size_t i = 0; i < rules.size(); ++i) {
         dev.image = nullptr;
         find_one_image(rules[i].entry.get(), &dev);
@@ -40,10 +41,10 @@ static std::vector<size_t> matching_rules(const std::vector<rule> &rules, const 
     return matching;
 }
 
-static void show_drive(const std::vector<rule> &rules, const rehearsal::drive_spec &spec,
+static void show_drive(const std::vector<rule> &rules, const rehearsal::drive_profile &profile,
                        const std::vector<size_t> &matching)
 {
-    printf("%s \"%s\" %s: ", spec.label().c_str(), spec.model.c_str(), spec.rev.c_str());
+    printf("%s \"%s\" %s: ", profile.label().c_str(), profile.model.c_str(), profile.rev.c_str());
     if (matching.empty()) {
         printf("no line matches\n");
         return;
@@ -57,36 +58,36 @@ static void show_drive(const std::vector<rule> &rules, const rehearsal::drive_sp
 }
 
 /* Follows a drive from run to run. Rules may take it to its revision in steps, but not in a circle. */
-static void check_circle(const std::vector<rule> &rules, rehearsal::drive_spec spec, findings *all)
+static void check_circle(const std::vector<rule> &rules, rehearsal::drive_profile profile, findings *all)
 {
-    std::vector<std::string> seen = {spec.rev};
+    std::vector<std::string> seen = {profile.rev};
     for (;;) {
-        const std::vector<size_t> matching = matching_rules(rules, spec);
+        const std::vector<size_t> matching = matching_rules(rules, profile);
         if (matching.empty()) return;
         const rule &winner = rules[matching.back()];
-        const std::string before = std::exchange(spec.rev, winner.entry->new_rev_s);
-        if (std::find(seen.begin(), seen.end(), spec.rev) == seen.end()) {
-            seen.push_back(spec.rev);
+        const std::string before = std::exchange(profile.rev, winner.entry->new_rev_s);
+        if (std::find(seen.begin(), seen.end(), profile.rev) == seen.end()) {
+            seen.push_back(profile.rev);
             continue;
         }
         add_finding(all, winner.line, warning, "every run flashes anew: drives go from %s back to %s",
-                    before.c_str(), spec.rev.c_str());
+                    before.c_str(), profile.rev.c_str());
         return;
     }
 }
 
-void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_spec> &drives,
+void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_profile> &drives,
                  findings *all)
 {
     std::vector<unsigned> matches(rules.size());
     std::vector<unsigned> wins(rules.size());
-    for (const rehearsal::drive_spec &spec : drives) {
-        const std::vector<size_t> matching = matching_rules(rules, spec);
-        show_drive(rules, spec, matching);
+    for (const rehearsal::drive_profile &profile : drives) {
+        const std::vector<size_t> matching = matching_rules(rules, profile);
+        show_drive(rules, profile, matching);
         for (const size_t i : matching)
             ++matches[i];
         if (!matching.empty()) ++wins[matching.back()];
-        check_circle(rules, spec, all);
+        check_circle(rules, profile, all);
     }
     for (size_t i = 0; i < rules.size(); ++i)
         if (matches[i] > 0 && wins[i] == 0)

@@ -6,7 +6,7 @@
 
 /* Prints for every drive which rule wins, which ones it overrides, or that none matches. Adds a warning for
  * each rule that matches drives and never wins, and for each that closes a circle of updates. */
-void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_spec> &drives,
+void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_profile> &drives,
                  findings *all);
 
 /* Adds a warning for each rule that a later one with the same patterns always overrides. */

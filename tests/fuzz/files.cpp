@@ -87,7 +87,7 @@ void target_list(input &in)
     }
 }
 
-static std::string listing_of(const rehearsal::drive_spec &d)
+static std::string listing_of(const rehearsal::drive_profile &d)
 {
     const std::string image = d.image == "-" ? "-" : "\"" + d.image + "\"";
     return d.label() + "," + d.vendor + ",\"" + d.model + "\"," + d.rev + "," + d.new_rev + "," + image + ";";
@@ -97,7 +97,7 @@ static std::string listing_of(const rehearsal::drive_spec &d)
 void inventory(input &in)
 {
     const rehearsal::inventory read = rehearsal::parse_inventory(in.left);
-    for (const rehearsal::drive_spec &drive : read.drives) {
+    for (const rehearsal::drive_profile &drive : read.drives) {
         assert(!drive.serial.empty() && !drive.state_name.empty() && &read.drives[drive.index] == &drive);
         const rehearsal::inventory again = rehearsal::parse_inventory(listing_of(drive));
         assert(again.drives.size() == 1 && listing_of(again.drives[0]) == listing_of(drive));

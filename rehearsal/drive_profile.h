@@ -1,5 +1,5 @@
-/* drive_spec.h - one simulated drive as the inventory describes it. What changes while the machine runs is in
- * drive_state.h. */
+/* drive_profile.h - one simulated drive as the inventory describes it. What changes while the machine runs is
+ * in drive_state.h. */
 #pragma once
 
 #include "faults.h"
@@ -12,7 +12,7 @@
 namespace rehearsal
 {
 
-struct drive_spec {
+struct drive_profile {
     /* The fields of a listing's line. */
     std::string adapter;
     unsigned host = 0;
