@@ -83,7 +83,6 @@ std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const 
     auto entry = std::make_unique<Map>();
     entry->model_pattern_s = translate(fields[model_field]);
     entry->model_start = plain_start(entry->model_pattern_s);
-    entry->starts_model = entry->model_pattern_s.starts_with('^');
     entry->prev_rev_s = translate(fields[prev_rev_field]);
     entry->new_rev_s = my_strdup(fields[new_rev_field].start, fields[new_rev_field].end);
     entry->pathname = reldir.value_or("") + "/" + DataDir + "/" +

@@ -15,7 +15,6 @@ constexpr char DataDir[] = "/Data"; /* below the root directory: map, lists, ima
  * them. */
 struct Map {
     std::string model_start; /* plain text that a pattern's match begins with, as far as that can be told */
-    bool starts_model;       /* which then is at the model's very beginning */
     regex_ptr model_pattern;
     std::string model_pattern_s; /* field 1, translated */
     regex_ptr prev_rev;

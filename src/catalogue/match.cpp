@@ -17,8 +17,9 @@ static bool matches(const regex_ptr &pattern, const text &t)
 static bool may_match_model(const Map *entry, const text &model)
 {
     if (!model) return false;
-    return entry->starts_model ? model->starts_with(entry->model_start)
-                               : model->find(entry->model_start) != std::string::npos;
+    const bool is_anchored = entry->model_pattern_s.starts_with('^');
+    return is_anchored ? model->starts_with(entry->model_start)
+                       : model->find(entry->model_start) != std::string::npos;
 }
 
 void find_one_image(gpointer data, gpointer user_data)
