@@ -75,21 +75,21 @@ TEST(firmware_menu, moves_marks_and_scrolls)
 
 TEST(firmware_menu, follows_the_size_of_the_screen)
 {
-    console c({.inventory = other_drive('z') + drives("abcdefghijkl")});
+    console c({.inventory = other_drive('a') + drives("bcdefghijklm")});
     c.confirm();
     c.type("jjjjjjjjj");
-    EXPECT_TRUE(has_items(c, "+a+b+c+d+e+f+g+h+i+J+k+l"));
+    EXPECT_TRUE(has_items(c, "+b+c+d+e+f+g+h+i+j+K+l+m"));
     c.resize(8, 80);
-    EXPECT_TRUE(has_items(c, "+g+h+i+J"));
+    EXPECT_TRUE(has_items(c, "+h+i+j+K"));
     for (const auto &[rows, cols] : {std::pair(2, 300), std::pair(3, 3), std::pair(1, 80), std::pair(1, 1)}) {
         c.resize(rows, cols);
         EXPECT_TRUE(c.row(rows - 1, cut(footer, cols)));
         EXPECT_TRUE(c.rests());
     }
     c.resize(24, 80);
-    EXPECT_TRUE(has_items(c, "+J+k+l"));
+    EXPECT_TRUE(has_items(c, "+K+l+m"));
     c.type("-");
-    EXPECT_TRUE(has_items(c, "-j+K+l"));
+    EXPECT_TRUE(has_items(c, "-k+L+m"));
 }
 
 TEST(firmware_menu, leaves_with_the_choice_or_without_any)

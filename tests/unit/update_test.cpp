@@ -76,19 +76,3 @@ TEST(update, a_drive_without_a_command_fails_and_keeps_the_number)
     EXPECT_EQ(args.numerrors, 1U);
     EXPECT_EQ(args.i, 2U);
 }
-
-TEST(update, the_script_repeats_the_command_and_an_interactive_run_says_more)
-{
-    temp_dir dir;
-    Dev dev = {.selected = 1};
-    update_args args = {.i = 1, .total = 1};
-    const set_for_now clock(process.uptime, std::deque<time_t>{1000, 1007});
-    tool = {"true", "a b", "c'd"};
-    std::string said;
-    EXPECT_EQ(
-        written_to(args.script, [&] { said = written_to(stdout, [&] { log_of_update(dir, &dev, &args); }); }),
-        "for count in $(seq 1 6); do\n    true 'a b' 'c'd'\n    if [ $? -eq 0 ]; then break; fi\n"
-        "    sleep 10\ndone\n");
-    EXPECT_TRUE(said.starts_with("\rFlashing drive 1 of 1  "));
-    EXPECT_TRUE(said.ends_with("\nFirmware update of drive 1 of 1 successful, duration 7s!          \n"));
-}
