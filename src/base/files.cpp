@@ -41,6 +41,14 @@ bool is_symlink(const char *path)
     return lstat(path, &st) == 0 && S_ISLNK(st.st_mode);
 }
 
+file_ptr open_stream(unique_fd fd, const char *mode)
+{
+    if (fd.get() == -1) return nullptr;
+    file_ptr f(fdopen(fd.get(), mode));
+    if (f) fd.release();
+    return f;
+}
+
 file_ptr create_file(const char *path)
 {
     if (is_symlink(path)) {
@@ -50,11 +58,8 @@ file_ptr create_file(const char *path)
     /* Removed and made anew rather than truncated: what lies in a directory that everybody may write to could
      * be a pipe, a second name of another file, or somebody else's. */
     if (unlink(path) == -1 && errno != ENOENT) return nullptr;
-    unique_fd fd(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode));
-    if (fd.get() == -1) return nullptr;
-    file_ptr f(fdopen(fd.get(), "w"));
-    if (f) fd.release();
-    return f;
+    return open_stream(
+        unique_fd(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode)), "w");
 }
 
 int open_for_append(const char *path)
@@ -73,11 +78,7 @@ int open_for_append(const char *path)
 
 file_ptr append_file(const char *path)
 {
-    unique_fd fd(open_for_append(path));
-    if (fd.get() == -1) return nullptr;
-    file_ptr f(fdopen(fd.get(), "a"));
-    if (f) fd.release();
-    return f;
+    return open_stream(unique_fd(open_for_append(path)), "a");
 }
 
 static bool is_executable(const char *path)

@@ -16,6 +16,10 @@ std::string prepend(const std::string &prefix, const std::string &s);
 /* 1 when the calling user may read the file, else 0 with errno set. */
 int is_readable(const char *path);
 
+/* A stream over the descriptor, which it takes; null with errno set on failure or where there is no
+ * descriptor. */
+file_ptr open_stream(unique_fd fd, const char *mode);
+
 /* Creates the file anew for writing, replacing a file that stands there. A symbolic link there is never
  * followed nor replaced: it fails with ELOOP. Returns null with errno set on failure. */
 file_ptr create_file(const char *path);

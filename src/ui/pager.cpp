@@ -1,7 +1,6 @@
 #include "ui/pager.h"
 
-#include "base/handles.h"
-#include "base/text.h"
+#include "base/files.h"
 #include "ui/help.h"
 #include "ui/keys.h"
 #include "ui/page.h"
@@ -16,11 +15,7 @@ constexpr char log_footer[] = "%sUse cursor keys to scroll through log  or hit \
 /* Opens a file for reading. Does not wait for the other end of a pipe: nothing could end that. */
 static file_ptr open_page_file(const char *pathname)
 {
-    unique_fd fd(open(pathname, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (fd.get() == -1) return nullptr;
-    file_ptr f(fdopen(fd.get(), "r"));
-    if (f) fd.release();
-    return f;
+    return open_stream(unique_fd(open(pathname, O_RDONLY | O_NONBLOCK | O_CLOEXEC)), "r");
 }
 
 /* Draws the page that starts at line `start`, with its footer. Returns 1 when the file's end is visible. */
