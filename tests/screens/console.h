@@ -124,8 +124,8 @@ struct console {
     console(const console &) = delete;
     ~console() /* no sanitizer may have complained */
     {
-        if (pid != -1) kill(pid, SIGKILL);
-        if (pid != -1) waitpid(pid, nullptr, 0);
+        if (pid > 0) kill(pid, SIGKILL);
+        if (pid > 0) waitpid(pid, nullptr, 0);
         for (const auto &entry : std::filesystem::directory_iterator(dir_))
             EXPECT_FALSE(entry.path().filename().string().starts_with("sanitizer"))
                 << file(entry.path().filename());
@@ -156,7 +156,11 @@ struct console {
         type("7q2z\n");
         EXPECT_TRUE(shows("*** Firmware Update"));
     }
-    void signal(int number) const { kill(pid, number); }
+    void signal(int number) const
+    {
+        ASSERT_GT(pid, 0) << "no program to signal"; /* -1 would be every process of the machine */
+        ASSERT_EQ(kill(pid, number), 0);
+    }
     void end_input() /* of the pipe, or else the terminal is closed */
     {
         if (keys_ == master_) master_ = -1;
