@@ -1,8 +1,8 @@
 /* drives.h - what the rules of a map do to the drives of an inventory. */
 #pragma once
 
-#include "inventory.h"
 #include "maplint/rules.h"
+#include "rehearsal/inventory/inventory.h"
 
 /* Prints for every drive which rule wins, which ones it overrides, or that none matches. Adds a warning for
  * each rule that matches drives and never wins, and for each that closes a circle of updates. */

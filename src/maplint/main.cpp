@@ -1,9 +1,9 @@
 /* main.cpp - vandrel-maplint: tells a map's author what the program will make of the map. Every answer comes
  * from the functions that the program itself runs. */
 #include "base/files.h"
-#include "files.h"
 #include "maplint/drives.h"
 #include "maplint/rules.h"
+#include "rehearsal/text/files.h"
 
 #include <algorithm>
 #include <cstdio>

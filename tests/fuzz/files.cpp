@@ -1,6 +1,6 @@
 /* files.cpp - targets for what people write: map, configuration, vendor table, target lists, inventories. */
 #include "fakes.h"
-#include "inventory.h"
+#include "rehearsal/inventory/inventory.h"
 
 #include "catalogue/map.h"
 #include "catalogue/map_line.h"

@@ -1,4 +1,4 @@
-#include "inventory.h"
+#include "rehearsal/inventory/inventory.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,102 @@
+#include "rehearsal/drive/ata_commands.h"
+
+#include "rehearsal/drive/ata_pages.h"
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr uint64_t sector_len = 512;
+constexpr uint64_t smart_signature = 0xc24f00; /* in the LBA registers of every SMART command */
+
+/* Table 2 of the SCSI/ATA translation: how the block says how much data comes. */
+uint64_t transfer_len_of(std::span<const uint8_t> cdb, uint64_t feature, uint64_t count)
+{
+    const uint64_t unit = (cdb[2] & 0x04) != 0 ? sector_len : 1;
+    switch (cdb[2] & 0x03) {
+    case 0:
+        return 0;
+    case 1:
+        return feature * unit;
+    case 2:
+        return count * unit;
+    default:
+        return UINT64_MAX; /* the transport's own length counts */
+    }
+}
+
+/* READ VERIFY: no data, but the blocks must exist. A 28-bit command knows nothing of the registers' second
+ * half. */
+reply verify_sectors(const drive_profile &profile, const ata_registers &regs, bool is_48_bit)
+{
+    const uint64_t lba = is_48_bit ? regs.lba : (regs.lba & 0xffffff) | (regs.device & 0x0fU) << 24;
+    uint64_t count = is_48_bit ? regs.count : regs.count & 0xff;
+    if (count == 0) count = is_48_bit ? 65536 : 256;
+    return lba >= profile.blocks || count > profile.blocks - lba ? lba_out_of_range() : reply{};
+}
+
+reply run_smart(const drive_profile &profile, const ata_registers &regs)
+{
+    if ((regs.lba & 0xffff00) != smart_signature) return aborted_command();
+    constexpr uint8_t read_data = 0xd0;
+    return (regs.feature & 0xff) == read_data ? smart_data_page(profile) : aborted_command();
+}
+
+reply answer_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)
+{
+    switch (regs.command) {
+    case 0x40: /* READ VERIFY SECTORS, with 28 and with 48 bits */
+        return verify_sectors(profile, regs, false);
+    case 0x42:
+        return verify_sectors(profile, regs, true);
+    case 0xb0:
+        return run_smart(profile, regs);
+    case 0xe0: /* STANDBY IMMEDIATE, IDLE IMMEDIATE, CHECK POWER MODE, SET FEATURES */
+    case 0xe1:
+    case 0xe5:
+    case 0xef:
+        return {};
+    case 0xec:
+        return identify_page(profile, state);
+    default:
+        return aborted_command();
+    }
+}
+
+} // namespace
+
+std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
+{
+    if (cdb.size() != 16 || cdb[0] != 0x85) return std::nullopt;
+    const bool is_extended = (cdb[1] & 0x01) != 0;
+    ata_registers regs{};
+    regs.feature = static_cast<uint16_t>(get_be(cdb, 3, 2));
+    regs.count = static_cast<uint16_t>(get_be(cdb, 5, 2));
+    regs.lba = uint64_t{cdb[12]} << 16 | uint64_t{cdb[10]} << 8 | cdb[8];
+    if (is_extended)
+        regs.lba |= uint64_t{cdb[11]} << 40 | uint64_t{cdb[9]} << 32 | uint64_t{cdb[7]} << 24;
+    else {
+        regs.feature &= 0xff;
+        regs.count &= 0xff;
+    }
+    regs.device = cdb[13];
+    regs.command = cdb[14];
+    regs.transfer_len = transfer_len_of(cdb, regs.feature, regs.count);
+    return regs;
+}
+
+reply aborted_command()
+{
+    return check_condition(0x0b, 0x00, 0x00);
+}
+
+reply run_ata_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)
+{
+    reply r = answer_command(profile, state, regs);
+    if (r.data.size() > regs.transfer_len) r.data.resize(regs.transfer_len);
+    return r;
+}
+
+} // namespace rehearsal

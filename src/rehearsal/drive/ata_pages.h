@@ -1,0 +1,16 @@
+/* ata_pages.h - the 512-byte pages that an ATA drive delivers. Words are little-endian. */
+#pragma once
+
+#include "rehearsal/drive/command.h"
+#include "rehearsal/drive/drive_state.h"
+
+namespace rehearsal
+{
+
+/* IDENTIFY DEVICE data. */
+reply identify_page(const drive_profile &profile, const drive_state &state);
+
+/* SMART READ DATA: structure revision 16, the usual attributes, those of the inventory put in or added. */
+reply smart_data_page(const drive_profile &profile);
+
+} // namespace rehearsal

@@ -1,0 +1,54 @@
+#include "rehearsal/drive/command.h"
+
+namespace rehearsal
+{
+
+namespace
+{
+constexpr uint8_t key_illegal_request = 0x05;
+constexpr size_t fixed_sense_len = 18;
+} // namespace
+
+uint64_t get_be(std::span<const uint8_t> bytes, size_t offset, size_t len)
+{
+    uint64_t value = 0;
+    for (const uint8_t byte : bytes.subspan(offset, len))
+        value = value << 8 | byte;
+    return value;
+}
+
+void put_be(std::span<uint8_t> bytes, size_t offset, size_t len, uint64_t value)
+{
+    for (size_t i = len; i-- > 0; value >>= 8)
+        bytes[offset + i] = static_cast<uint8_t>(value);
+}
+
+reply check_condition(uint8_t key, uint8_t code, uint8_t qualifier)
+{
+    reply r;
+    r.status = status_check_condition;
+    r.sense.resize(fixed_sense_len);
+    r.sense[0] = 0x70; /* current error, fixed format */
+    r.sense[2] = key;
+    r.sense[7] = fixed_sense_len - 8;
+    r.sense[12] = code;
+    r.sense[13] = qualifier;
+    return r;
+}
+
+reply invalid_opcode()
+{
+    return check_condition(key_illegal_request, 0x20, 0x00);
+}
+
+reply invalid_cdb_field()
+{
+    return check_condition(key_illegal_request, 0x24, 0x00);
+}
+
+reply lba_out_of_range()
+{
+    return check_condition(key_illegal_request, 0x21, 0x00);
+}
+
+} // namespace rehearsal

@@ -1,0 +1,15 @@
+/* mode_pages.h - MODE SENSE(6) and MODE SELECT(6) of the caching page. */
+#pragma once
+
+#include "rehearsal/drive/command.h"
+#include "rehearsal/drive/drive_state.h"
+
+namespace rehearsal
+{
+
+reply mode_sense_6(const drive_profile &profile, const drive_state &state, const request &req);
+
+/* Takes the parameter list from req.data and changes state when all of it is acceptable. */
+reply mode_select_6(drive_state &state, const request &req);
+
+} // namespace rehearsal

@@ -1,0 +1,188 @@
+#include "rehearsal/drive/simulated_drive.h"
+
+#include "rehearsal/drive/ata_commands.h"
+#include "rehearsal/drive/scsi_commands.h"
+#include "rehearsal/text/text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <numeric>
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr size_t checksum_offset = 511;
+constexpr uint8_t host_timed_out = 3;
+constexpr uint8_t key_recovered = 1;
+
+struct sense_codes {
+    uint8_t key;
+    uint8_t code;
+    uint8_t qualifier;
+};
+
+/* What sense data of the fixed or the descriptor format says; what is not there counts as 0. */
+sense_codes decode_sense(std::vector<uint8_t> sense)
+{
+    sense.resize(std::max<size_t>(sense.size(), 14));
+    const bool has_descriptors = (sense[0] & 0x7f) >= 0x72;
+    if (has_descriptors) return {static_cast<uint8_t>(sense[1] & 0x0f), sense[2], sense[3]};
+    return {static_cast<uint8_t>(sense[2] & 0x0f), sense[12], sense[13]};
+}
+
+/* A drive that only reports something sends its data all the same. */
+bool delivers_data(const reply &r)
+{
+    return r.status == status_good ||
+           (r.status == status_check_condition && decode_sense(r.sense).key == key_recovered);
+}
+
+reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
+{
+    if (!req.ata) return run_scsi_command(profile, state, req);
+    return profile.is_ata() ? run_ata_command(profile, state, *req.ata) : invalid_opcode();
+}
+
+void patch(reply &r, const fault &f)
+{
+    if (!apply_patch(f, r.data)) return;
+    /* Who patches the checksum wants it to be wrong. */
+    if (f.number <= checksum_offset && checksum_offset < f.number + f.bytes.size()) r.has_checksum = false;
+}
+
+void set_checksum(reply &r)
+{
+    if (!r.has_checksum || r.data.size() <= checksum_offset) return;
+    r.data[checksum_offset] = 0;
+    r.data[checksum_offset] = static_cast<uint8_t>(-std::accumulate(r.data.begin(), r.data.end(), 0));
+}
+
+/* Applies a fault to what the drive answered, or to what the host makes of it. */
+void apply_fault(const fault &f, const request &req, reply &r, outcome &out)
+{
+    switch (f.kind) {
+    case effect::refuse:
+        r = req.ata ? aborted_command() : invalid_opcode();
+        break;
+    case effect::sense:
+        r.status = status_check_condition;
+        r.sense = f.bytes;
+        break;
+    case effect::status:
+        r = reply{};
+        r.status = static_cast<uint8_t>(f.number);
+        break;
+    case effect::host_status:
+        r = reply{};
+        out.host_status = static_cast<uint8_t>(f.number);
+        break;
+    case effect::driver_status:
+        r = reply{};
+        out.driver_status = static_cast<uint8_t>(f.number);
+        break;
+    case effect::hang:
+        r = reply{};
+        out.host_status = host_timed_out;
+        out.duration_ms = req.timeout_ms;
+        break;
+    case effect::enodev:
+        out.error = ENODEV;
+        break;
+    case effect::cut: {
+        const uint64_t len = std::min<uint64_t>(f.number, r.data.size());
+        r.zeros = std::min(r.zeros, f.number - len);
+        r.data.resize(len);
+        break;
+    }
+    case effect::answer:
+        r.data = f.bytes;
+        r.zeros = 0;
+        r.has_checksum = false;
+        break;
+    case effect::patch:
+        patch(r, f);
+        break;
+    }
+}
+
+/* A command that these meet never reaches the drive's own logic. */
+bool prevents_execution(effect kind)
+{
+    return kind != effect::sense && kind != effect::cut && kind != effect::answer && kind != effect::patch;
+}
+
+/* Moves the answer into the sender's buffer, never more than it has room for. */
+size_t deliver(const reply &r, const request &req)
+{
+    if (req.dir == direction::out) return r.status == status_good ? req.data.size() : 0;
+    if (!delivers_data(r) || req.data.empty()) return 0;
+    const size_t len = std::min(r.data.size(), req.data.size());
+    memcpy(req.data.data(), r.data.data(), len);
+    const size_t zeros = std::min<uint64_t>(r.zeros, req.data.size() - len);
+    memset(req.data.data() + len, 0, zeros);
+    return len + zeros;
+}
+
+outcome answer_command(const drive_profile &profile, drive_state &state, const request &req)
+{
+    outcome out;
+    if (is_gone(profile, state)) {
+        out.error = ENODEV;
+        return out;
+    }
+    std::vector<const fault *> faults;
+    if (state.commands >= profile.faults_after)
+        for (const fault &f : profile.faults)
+            if (meets(f, req)) faults.push_back(&f);
+    const bool is_prevented =
+        std::any_of(faults.begin(), faults.end(), [](const fault *f) { return prevents_execution(f->kind); });
+    reply r = is_prevented ? reply{} : run_on_drive(profile, state, req);
+    for (const fault *f : faults)
+        apply_fault(*f, req, r, out);
+    set_checksum(r);
+    if (out.error == 0 && out.host_status == 0 && out.driver_status == 0) out.transferred = deliver(r, req);
+    out.status = r.status;
+    out.sense = std::move(r.sense);
+    return out;
+}
+
+} // namespace
+
+outcome run_command(const machine &m, const drive_profile &profile, const request &req)
+{
+    const drive_state before = read_state(m, profile);
+    drive_state state = before;
+    outcome out = answer_command(profile, state, req);
+    if (profile.gone_after || profile.faults_after != 0) state.commands++;
+    if (state != before) write_state(m, profile, state);
+    return out;
+}
+
+std::string describe(const request &req)
+{
+    static constexpr const char *names[] = {"none", "in", "out"};
+    std::string text = format_text("%s %s len=%zu", names[static_cast<int>(req.dir)],
+                                   hex_text(req.bytes).c_str(), req.data.size());
+    if (req.dir == direction::out) text += " data=" + hex_text(req.data);
+    return text;
+}
+
+std::string describe(const outcome &out, const request &req)
+{
+    if (out.error != 0) return format_text("errno=%d", out.error);
+    if (out.host_status != 0) return format_text("host-status=%d", out.host_status);
+    if (out.driver_status != 0) return format_text("driver-status=%d", out.driver_status);
+    if (out.status == status_check_condition) {
+        const sense_codes sense = decode_sense(out.sense);
+        return format_text("check=%02x/%02x/%02x", sense.key, sense.code, sense.qualifier);
+    }
+    if (out.status != status_good) return format_text("status=%02x", out.status);
+    const size_t left = req.data.size() - out.transferred;
+    return left == 0 ? "ok" : format_text("ok resid=%zu", left);
+}
+
+} // namespace rehearsal

@@ -1,0 +1,173 @@
+#include "rehearsal/inventory/drive_options.h"
+
+#include "rehearsal/controllers/controller.h"
+#include "rehearsal/text/text.h"
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr uint64_t max_flash_seconds = 86400;
+
+template <bool drive_profile::*flag>
+bool set_flag(drive_profile &profile, std::string_view)
+{
+    profile.*flag = true;
+    return true;
+}
+
+template <std::string drive_profile::*text>
+bool set_text(drive_profile &profile, std::string_view value)
+{
+    profile.*text = value;
+    return true;
+}
+
+/* Serves plain numbers and those that may be unset. */
+template <auto number, uint64_t max = UINT64_MAX>
+bool set_number(drive_profile &profile, std::string_view value)
+{
+    const auto parsed = parse_number(value);
+    if (!parsed || *parsed > max) return false;
+    profile.*number = *parsed;
+    return true;
+}
+
+bool set_seconds(drive_profile &profile, std::string_view value)
+{
+    const std::string text(value);
+    char *end = nullptr;
+    profile.flash_seconds = strtod(text.c_str(), &end);
+    return !text.empty() && *end == '\0' && profile.flash_seconds >= 0 &&
+           profile.flash_seconds <= max_flash_seconds;
+}
+
+/* "187=3" of smart-187=3 arrives here whole: the attribute is part of the word's name. */
+bool set_smart(drive_profile &profile, std::string_view value)
+{
+    const auto id = parse_number(cut_word(value, '='));
+    const auto raw = parse_number(value);
+    if (!id || *id < 1 || *id > 255 || !raw || *raw >> 48 != 0) return false;
+    profile.smart.emplace_back(static_cast<uint8_t>(*id), *raw);
+    return true;
+}
+
+bool add_attributes(drive_profile &profile, std::string_view value)
+{
+    while (!value.empty())
+        profile.no_attribute.emplace_back(cut_word(value, ','));
+    return !profile.no_attribute.empty();
+}
+
+bool set_library(drive_profile &profile, std::string_view value)
+{
+    profile.library = value;
+    const bool stays_below_root = !value.starts_with('/') && value.find("..") == std::string_view::npos;
+    return stays_below_root && library_type(value) != 0;
+}
+
+bool set_pci(drive_profile &profile, std::string_view value)
+{
+    constexpr size_t colon = 4;
+    if (value.size() != 9 || value[colon] != ':') return false;
+    const auto vendor = parse_bytes(value.substr(0, colon));
+    const auto device = parse_bytes(value.substr(colon + 1));
+    if (!vendor || !device) return false;
+    profile.pci = static_cast<uint32_t>(get_be(*vendor, 0, 2) << 16 | get_be(*device, 0, 2));
+    return true;
+}
+
+template <effect kind>
+bool add_faults(drive_profile &profile, std::string_view value)
+{
+    do {
+        auto parsed = parse_fault(kind, cut_word(value, ','));
+        if (!parsed) return false;
+        profile.faults.push_back(std::move(*parsed));
+    } while (!value.empty());
+    return true;
+}
+
+bool refuse_identify(drive_profile &profile, std::string_view)
+{
+    return add_faults<effect::refuse>(profile, "ata-EC");
+}
+
+// clang-format off
+constexpr drive_option option_table[] = {
+    /* name                  value                       effect */
+    {"serial",               "TEXT",                     set_text<&drive_profile::serial>},
+    {"blocks",               "N",                        set_number<&drive_profile::blocks>},
+    {"block-length",         "BYTES",                    set_number<&drive_profile::block_length, UINT32_MAX>},
+    {"type",                 "N",                        set_number<&drive_profile::device_type, 31>},
+    {"read-cache-disabled",  nullptr,                    set_flag<&drive_profile::read_cache_disabled>},
+    {"smart-ID",             "RAW",                      set_smart},
+    {"host-driver",          "NAME",                     set_text<&drive_profile::host_driver>},
+    {"no-attribute",         "NAME[,NAME...]",           add_attributes},
+    {"no-block",             nullptr,                    set_flag<&drive_profile::no_block>},
+    {"old-block-link",       nullptr,                    set_flag<&drive_profile::old_block_link>},
+    {"no-generic",           nullptr,                    set_flag<&drive_profile::no_generic>},
+    {"no-node",              nullptr,                    set_flag<&drive_profile::no_node>},
+    {"interface",            "N",                        set_number<&drive_profile::interface, 15>},
+    {"library",              "FILE",                     set_library},
+    {"pci",                  "VVVV:DDDD",                set_pci},
+    {"no-entry-point",       nullptr,                    set_flag<&drive_profile::no_entry_point>},
+    {"fis-length",           "BYTES",                    set_number<&drive_profile::fis_length, UINT32_MAX>},
+    {"no-identify",          nullptr,                    refuse_identify},
+    {"refuse",               "CMD[,CMD...]",             add_faults<effect::refuse>},
+    {"sense",                "CMD:BYTES[,...]",          add_faults<effect::sense>},
+    {"status",               "CMD:N[,...]",              add_faults<effect::status>},
+    {"host-status",          "CMD:N[,...]",              add_faults<effect::host_status>},
+    {"driver-status",        "CMD:N[,...]",              add_faults<effect::driver_status>},
+    {"hang",                 "CMD[,CMD...]",             add_faults<effect::hang>},
+    {"enodev",               "CMD[,CMD...]",             add_faults<effect::enodev>},
+    {"short",                "CMD:LENGTH[,...]",         add_faults<effect::cut>},
+    {"answer",               "CMD:BYTES[,...]",          add_faults<effect::answer>},
+    {"patch",                "CMD:OFFSET:BYTES[,...]",   add_faults<effect::patch>},
+    {"faults-after",         "N",                        set_number<&drive_profile::faults_after>},
+    {"gone-after",           "N",                        set_number<&drive_profile::gone_after>},
+    {"flash-revision",       "TEXT",                     set_text<&drive_profile::flash_revision>},
+    {"flash-fails",          "N",                        set_number<&drive_profile::flash_fails>},
+    {"flash-exit",           "STATUS",                   set_number<&drive_profile::flash_exit, 255>},
+    {"flash-signal",         "N",                        set_number<&drive_profile::flash_signal, 64>},
+    {"flash-works-anyway",   nullptr,                    set_flag<&drive_profile::flash_works_anyway>},
+    {"flash-seconds",        "S",                        set_seconds},
+    {"flash-noise",          "BYTES",                    set_number<&drive_profile::flash_noise>},
+};
+// clang-format on
+
+constexpr std::string_view smart_prefix = "smart-";
+
+} // namespace
+
+std::span<const drive_option> drive_options()
+{
+    return option_table;
+}
+
+std::string apply_option(drive_profile &profile, std::string_view name, std::optional<std::string_view> value)
+{
+    std::string smart_value;
+    std::string_view key = name;
+    if (name.starts_with(smart_prefix) && value) {
+        smart_value = std::string(name.substr(smart_prefix.size())) + "=" + std::string(*value);
+        value = smart_value;
+        key = "smart-ID";
+    }
+    for (const drive_option &option : option_table) {
+        if (key != option.name) continue;
+        if (option.value == nullptr && value) return format_text("\"%s\" takes no value", option.name);
+        if (option.value != nullptr && !value) return format_text("\"%s\" needs a value", option.name);
+        if (option.set(profile, value.value_or(""))) return {};
+        return format_text("bad value of \"%s\", expected %s=%s", std::string(name).c_str(), option.name,
+                           option.value);
+    }
+    return format_text("unknown word \"%s\"", std::string(name).c_str());
+}
+
+} // namespace rehearsal

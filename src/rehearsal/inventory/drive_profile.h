@@ -1,0 +1,84 @@
+/* drive_profile.h - one simulated drive as the inventory describes it. What changes while the machine runs is
+ * in drive_state.h. */
+#pragma once
+
+#include "rehearsal/drive/faults.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace rehearsal
+{
+
+struct drive_profile {
+    /* The fields of a listing's line. */
+    std::string adapter;
+    unsigned host = 0;
+    unsigned slot = 0;
+    std::string vendor;
+    std::string model;
+    std::string rev;
+    std::string new_rev;
+    std::string image;
+
+    /* Given by the line's place: number of its generic node, how many earlier lines have its host and slot,
+     * the name of its state, which is an earlier line's where both describe one drive. */
+    unsigned index = 0;
+    unsigned lun = 0;
+    std::string state_name;
+
+    /* What a listing does not hold. */
+    std::string serial;
+    uint64_t blocks = 3907029168;
+    uint64_t block_length = 512;
+    uint64_t device_type = 0; /* SCSI peripheral device type; 0 is a disk */
+    bool read_cache_disabled = false;
+    std::vector<std::pair<uint8_t, uint64_t>> smart; /* attribute and raw value, over the usual ones */
+
+    /* How the kernel presents it. */
+    std::string host_driver; /* empty: as the other drives of the host say */
+    std::vector<std::string> no_attribute;
+    bool no_block = false;
+    bool old_block_link = false; /* a link block:NAME as old kernels had instead of the directory */
+    bool no_generic = false;
+    bool no_node = false;
+
+    /* How a controller presents it. */
+    unsigned controller = 0; /* the controller's number, the same as in adapter */
+    unsigned device_id = 10; /* its own number of the drive; they count from here in the order of the lines */
+    std::optional<uint64_t> interface; /* type that the controller reports; unset: by the vendor */
+    std::optional<uint64_t> fis_length;
+    std::string library; /* file below the root that serves the controller */
+    bool no_entry_point = false;
+    std::optional<uint32_t> pci; /* the controller's PCI identity, vendor in the high half */
+
+    /* What goes wrong. */
+    std::vector<fault> faults;
+    uint64_t faults_after = 0;          /* commands that are answered well before the faults begin */
+    std::optional<uint64_t> gone_after; /* commands after which the drive has disappeared */
+
+    /* What the flashing tool does. */
+    std::string flash_revision; /* what it runs afterwards; empty: what the image says */
+    std::optional<uint64_t>
+        flash_fails; /* so many first attempts fail; unset: all, if a way to fail is given */
+    uint64_t flash_exit = 0;
+    uint64_t flash_signal = 0;
+    bool flash_works_anyway = false; /* one that fails changes the revision all the same */
+    double flash_seconds = 0;
+    uint64_t flash_noise = 0; /* bytes of output */
+
+    bool is_ata() const { return vendor.starts_with("ATA"); }
+
+    /* A controller's drive has the controller's number where others have the name of their block device. */
+    bool is_behind_controller() const { return adapter.find_first_not_of("0123456789") == std::string::npos; }
+
+    /* "sda,0,3", as the listing begins and as a target list names it. */
+    std::string label() const;
+
+    /* "0:0:3:0", host, channel, target and logical unit as the kernel writes them. */
+    std::string address() const;
+};
+
+} // namespace rehearsal

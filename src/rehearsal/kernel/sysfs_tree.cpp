@@ -1,0 +1,153 @@
+#include "rehearsal/kernel/sysfs_tree.h"
+
+#include "rehearsal/drive/drive_state.h"
+#include "rehearsal/drive/scsi_commands.h"
+#include "rehearsal/text/files.h"
+#include "rehearsal/text/text.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <map>
+
+namespace fs = std::filesystem;
+
+namespace rehearsal
+{
+
+namespace
+{
+
+constexpr char usual_host_driver[] = "mpt3sas";
+constexpr char no_driver[] = "none";
+
+/* Builds files and links and keeps the first thing that failed. */
+class tree_builder
+{
+  public:
+    void add_file(const std::string &path, std::string_view text)
+    {
+        add_dir(fs::path(path).parent_path());
+        if (!write_file(path, text)) fail(path, strerror(errno));
+    }
+    void add_link(const std::string &path, const std::string &target)
+    {
+        add_dir(fs::path(path).parent_path());
+        std::error_code error;
+        fs::create_symlink(target, path, error);
+        if (error) fail(path, error.message());
+    }
+    void add_dir(const std::string &path)
+    {
+        std::error_code error;
+        fs::create_directories(path, error);
+        if (error) fail(path, error.message());
+    }
+    void remove(const std::string &path)
+    {
+        std::error_code error;
+        fs::remove_all(path, error);
+        if (error) fail(path, error.message());
+    }
+    const std::string &error() const { return error_; }
+
+  private:
+    void fail(const std::string &path, const std::string &why)
+    {
+        if (error_.empty()) error_ = path + ": " + why;
+    }
+
+    std::string error_;
+};
+
+/* The kernel fills such a text up with blanks to its width. */
+std::string attribute_text(std::string text, size_t width)
+{
+    text.resize(std::max(text.size(), width), ' ');
+    return text + "\n";
+}
+
+void add_attributes(tree_builder &tree, const drive_profile &profile, const drive_state &state,
+                    const std::string &device)
+{
+    constexpr size_t inquiry_model_len = 16;
+    /* An ATA drive's model is longer than what passes through INQUIRY; of others the listing has what INQUIRY
+     * gave. */
+    const std::string full_model =
+        profile.is_ata() ? profile.model.substr(0, inquiry_model_len) : profile.model;
+    const std::string type = std::to_string(profile.device_type) + "\n";
+    const std::string vendor = attribute_text(profile.vendor, 8);
+    const std::string model = attribute_text(full_model, inquiry_model_len);
+    const std::string rev = attribute_text(inquiry_revision(profile, state), 4);
+    const std::pair<const char *, const std::string &> attributes[] = {
+        {"type",   type  },
+        {"vendor", vendor},
+        {"model",  model },
+        {"rev",    rev   },
+    };
+    const auto &left_out = profile.no_attribute;
+    for (const auto &[name, text] : attributes)
+        if (std::find(left_out.begin(), left_out.end(), name) == left_out.end())
+            tree.add_file(device + "/" + name, text);
+}
+
+void add_drive(tree_builder &tree, const machine &m, const drive_profile &profile)
+{
+    const std::string address = profile.address();
+    const std::string node = "sg" + std::to_string(profile.index);
+    const std::string up = "../../../" + address; /* from a subdirectory's entry back to the device */
+    const std::string place = format_text("devices/host%u/target%u:0:%u/%s", profile.host, profile.host,
+                                          profile.slot, address.c_str());
+    const std::string device = m.sys_dir() + "/" + place;
+    tree.add_dir(device);
+    add_attributes(tree, profile, read_state(m, profile), device);
+    tree.add_link(device + "/scsi_device/" + address + "/device", up);
+    tree.add_link(device + "/scsi_generic/" + node + "/device", up);
+    if (!profile.no_generic) tree.add_link(device + "/generic", "scsi_generic/" + node);
+    if (profile.old_block_link)
+        tree.add_link(device + "/block:" + profile.adapter, "../../../../block/" + profile.adapter);
+    else if (!profile.no_block)
+        tree.add_link(device + "/block/" + profile.adapter + "/device", up);
+    tree.add_link(m.sys_dir() + "/class/scsi_device/" + address,
+                  "../../" + place + "/scsi_device/" + address);
+    tree.add_link(m.sys_dir() + "/class/scsi_generic/" + node, "../../" + place + "/scsi_generic/" + node);
+    if (!profile.no_node) tree.add_file(m.dev_dir() + "/" + node, "");
+}
+
+/* One drive that names its host's driver speaks for all drives of the host. */
+std::map<unsigned, std::string> host_drivers(const machine &m)
+{
+    std::map<unsigned, std::string> drivers;
+    for (const drive_profile &profile : m.drives) {
+        if (profile.is_behind_controller()) continue;
+        std::string &driver = drivers[profile.host];
+        if (!profile.host_driver.empty()) driver = profile.host_driver;
+        if (driver.empty()) driver = usual_host_driver;
+    }
+    return drivers;
+}
+
+} // namespace
+
+std::string build_sysfs(const machine &m, bool is_without_scsi)
+{
+    tree_builder tree;
+    tree.remove(m.sys_dir());
+    tree.remove(m.dev_dir());
+    tree.add_dir(m.dev_dir());
+    tree.add_dir(m.sys_dir() + "/class");
+    if (is_without_scsi) return tree.error();
+    for (const char *name : {"scsi_device", "scsi_generic", "scsi_host"})
+        tree.add_dir(m.sys_dir() + "/class/" + name);
+    for (const auto &[host, driver] : host_drivers(m)) {
+        const std::string dir = m.sys_dir() + "/class/scsi_host/host" + std::to_string(host);
+        tree.add_dir(dir);
+        if (driver != no_driver) tree.add_file(dir + "/proc_name", driver + "\n");
+    }
+    for (const drive_profile &profile : m.drives)
+        if (!profile.is_behind_controller()) add_drive(tree, m, profile);
+    return tree.error();
+}
+
+} // namespace rehearsal
