@@ -1,6 +1,7 @@
 /* preload.cpp - the library that a rehearsal puts in front of the C library: below the paths of the kernel's
- * view of SCSI devices the program sees the rehearsal directory instead, and its generic nodes are answered
- * by simulated drives. Everything else passes through untouched. */
+ * view of SCSI devices, and at the few places of a machine that the program writes to outside its tree, it
+ * sees the rehearsal directory instead; its generic nodes are answered by simulated drives. Everything else
+ * passes through untouched. */
 
 /* open and open64 are defined side by side here, and no header may make inline functions of them. */
 #undef _FILE_OFFSET_BITS
@@ -35,6 +36,13 @@ constexpr std::string_view simulated_trees[] = {
     "/sys/class/scsi_host",
     "/sys/class/scsi_generic",
 };
+/* Of these every rehearsal has its own, so that many run side by side and none leaves a script behind that
+ * calls real tools. */
+constexpr std::string_view own_files[] = {
+    "/run/vandrel.lock",
+    "/tmp/Script.sh",
+    "/tmp/Vandrel_VERBOSE",
+};
 constexpr std::string_view node_prefix = "/dev/sg";
 constexpr int sg_driver_version = 30536;
 
@@ -46,6 +54,8 @@ bool is_node(std::string_view path)
 bool is_simulated(std::string_view path)
 {
     if (is_node(path)) return true;
+    for (const std::string_view file : own_files)
+        if (path == file) return true;
     for (const std::string_view tree : simulated_trees)
         if (path.starts_with(tree) && (path.size() == tree.size() || path[tree.size()] == '/')) return true;
     return false;
@@ -258,6 +268,18 @@ REHEARSAL_EXPORT int statx(int dir, const char *path, int flags, unsigned mask, 
 {
     static const auto real = find_real<decltype(&statx)>("statx");
     return real(dir, redirected(path).path(), flags, mask, st);
+}
+
+REHEARSAL_EXPORT int unlink(const char *path) noexcept
+{
+    static const auto real = find_real<decltype(&unlink)>("unlink");
+    return real(redirected(path).path());
+}
+
+REHEARSAL_EXPORT int rename(const char *from, const char *to) noexcept
+{
+    static const auto real = find_real<decltype(&rename)>("rename");
+    return real(redirected(from).path(), redirected(to).path());
 }
 
 REHEARSAL_EXPORT int ioctl(int fd, unsigned long request, ...) noexcept

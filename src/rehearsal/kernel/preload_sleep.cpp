@@ -7,6 +7,7 @@
 #include "rehearsal/text/text.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <ctime>
 #include <unistd.h>
@@ -40,15 +41,20 @@ double sleep_factor()
     return end != text && *end == '\0' && factor >= 0 && factor < 1 ? factor : 1;
 }
 
+void log_pause(const char *function, double seconds)
+{
+    if (const rehearsal::machine *const m = rehearsal::current_machine())
+        rehearsal::append_to_file(
+            m->sleep_log_path(),
+            rehearsal::format_text("%s %s %.6f\n", program_invocation_short_name, function, seconds));
+}
+
 /* Writes the pause down and rests as long as it is to last. Returns like nanosleep: 0, or -1 with errno EINTR
  * and the rest of the shortened time in left. */
 int pause_for(const char *function, double seconds, timespec *left)
 {
     static const auto real = rehearsal::find_real<decltype(&nanosleep)>("nanosleep");
-    if (const rehearsal::machine *const m = rehearsal::current_machine())
-        rehearsal::append_to_file(
-            m->sleep_log_path(),
-            rehearsal::format_text("%s %s %.6f\n", program_invocation_short_name, function, seconds));
+    log_pause(function, seconds);
     const timespec t = time_of(seconds * sleep_factor());
     return real(&t, left);
 }
@@ -69,6 +75,16 @@ REHEARSAL_EXPORT int usleep(useconds_t microseconds)
 REHEARSAL_EXPORT int nanosleep(const timespec *t, timespec *left)
 {
     return pause_for("nanosleep", seconds_of(*t), left);
+}
+
+/* A pause that a signal may cut short. The shortened one is waited for like the whole. */
+REHEARSAL_EXPORT int sigtimedwait(const sigset_t *set, siginfo_t *info, const timespec *t)
+{
+    static const auto real = rehearsal::find_real<decltype(&sigtimedwait)>("sigtimedwait");
+    if (t == nullptr) return real(set, info, t);
+    log_pause("sigtimedwait", seconds_of(*t));
+    const timespec shortened = time_of(seconds_of(*t) * sleep_factor());
+    return real(set, info, &shortened);
 }
 
 /* Only pauses of a length; a wait for a point in time keeps its meaning. */

@@ -135,9 +135,12 @@ std::string prepare_dir(const settings &set, machine &m)
         if (!fs::is_empty(m.dir, error) && !fs::exists(m.inventory_path(), error))
             return m.dir + ": neither empty nor the directory of an earlier rehearsal";
     }
-    std::error_code error;
-    fs::create_directory(m.state_dir(), error);
-    return error ? m.state_dir() + ": " + error.message() : "";
+    for (const char *name : {"/state", "/tmp", "/run"}) {
+        std::error_code error;
+        fs::create_directory(m.dir + name, error);
+        if (error) return m.dir + name + ": " + error.message();
+    }
+    return {};
 }
 
 std::string build_machine(const settings &set, const machine &m, const std::string &inventory_text,

@@ -4,7 +4,8 @@
  *     commands.log   everything sent to a drive and every run of a flashing tool, in order
  *     sleeps.log     every pause that a program asked for
  *     sys/, dev/     what stands for /sys and /dev
- *     root/          the tree given to the program with -R */
+ *     tmp/, run/     the update script, the diagnostics switch and the lock, which have one place on a
+ * machine root/          the tree given to the program with -R */
 #pragma once
 
 #include "rehearsal/inventory/drive_profile.h"
