@@ -1,6 +1,6 @@
 #include "base/files.h"
 
-#include "base/settings.h"
+#include "base/trace.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -9,6 +9,9 @@
 #include <sys/stat.h>
 
 constexpr mode_t new_file_mode = 0666; /* less the process's umask */
+
+/* Somebody may go on putting things in the place of a file; this often they are taken away again. */
+constexpr int max_replacements = 1000;
 
 std::string build_pathname(const text &reldir, const char *datadir, const char *filename)
 {
@@ -35,12 +38,6 @@ void close_written(file_ptr f, const char *path)
         fprintf(stderr, "%s: incomplete\n", path);
 }
 
-bool is_symlink(const char *path)
-{
-    struct stat st;
-    return lstat(path, &st) == 0 && S_ISLNK(st.st_mode);
-}
-
 file_ptr open_stream(unique_fd fd, const char *mode)
 {
     if (fd.get() == -1) return nullptr;
@@ -49,31 +46,66 @@ file_ptr open_stream(unique_fd fd, const char *mode)
     return f;
 }
 
-file_ptr create_file(const char *path)
+file_ptr open_data_file(const char *path)
 {
-    if (is_symlink(path)) {
-        errno = ELOOP;
+    unique_fd fd(open(path, O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat st;
+    if (fd.get() == -1 || fstat(fd.get(), &st) == -1) return nullptr;
+    if (!S_ISREG(st.st_mode)) {
+        fprintf(stderr, "%s: not a regular file\n", path);
+        errno = EINVAL;
         return nullptr;
     }
-    /* Removed and made anew rather than truncated: what lies in a directory that everybody may write to could
-     * be a pipe, a second name of another file, or somebody else's. */
-    if (unlink(path) == -1 && errno != ENOENT) return nullptr;
-    return open_stream(
-        unique_fd(open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode)), "w");
+    return open_stream(std::move(fd), "r");
+}
+
+bool move_aside(const char *path)
+{
+    return rename(path, (std::string(path) + "~").c_str()) == 0 || errno == ENOENT;
+}
+
+/* Removes whatever stands at path, a directory by its new name. */
+static bool clear_away(const char *path)
+{
+    return unlink(path) == 0 || errno == ENOENT || move_aside(path);
+}
+
+file_ptr create_file(const char *path)
+{
+    int fd = -1;
+    for (int i = 0; i < max_replacements && fd == -1; ++i) {
+        if (!clear_away(path)) return nullptr;
+        fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, new_file_mode);
+        if (fd == -1 && errno != EEXIST) return nullptr;
+    }
+    return open_stream(unique_fd(fd), "w");
+}
+
+/* True for a file that has no second name somewhere. */
+static bool is_plain_file(int fd)
+{
+    struct stat st;
+    return fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_nlink == 1;
+}
+
+/* True when an open failed for what stands at the path, not for the path: a link, a pipe without a reader, a
+ * directory, a file of somebody else that the kernel protects root from. */
+static bool is_in_the_way(int error)
+{
+    return error == ELOOP || error == ENXIO || error == EISDIR || error == EACCES || error == EPERM;
 }
 
 int open_for_append(const char *path)
 {
-    unique_fd fd(
-        open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, new_file_mode));
-    if (fd.get() == -1) return -1;
-    struct stat st;
-    if (fstat(fd.get(), &st) == -1) return -1;
-    if (!S_ISREG(st.st_mode) || st.st_nlink > 1) {
-        errno = EEXIST;
-        return -1;
+    for (int i = 0; i < max_replacements; ++i) {
+        unique_fd fd(
+            open(path, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, new_file_mode));
+        if (fd.get() == -1 && !is_in_the_way(errno)) return -1;
+        if (fd.get() != -1 && is_plain_file(fd.get())) return fd.release();
+        if (!clear_away(path)) return -1;
     }
-    return fd.release();
+    errno = EEXIST;
+    return -1;
 }
 
 file_ptr append_file(const char *path)
@@ -87,17 +119,15 @@ static bool is_executable(const char *path)
     return access(path, X_OK) == 0 && stat(path, &st) == 0 && S_ISREG(st.st_mode);
 }
 
-/* Index of the first of `names` that stands executable in dir, whose buffer has room for `size` bytes; -1 if
- * none. */
-static int find_executable_in(char *dir, size_t size, const char *const names[])
+/* Index of the first of `names` that stands executable in dir; -1 if none. A path too long for any file is
+ * not tried. */
+static int find_executable_in(const std::string &dir, const char *const names[])
 {
-    const size_t len = strlen(dir);
-    const size_t room = size - len;
     for (int i = 0; names[i]; ++i) {
-        if (strlen(names[i]) >= room) continue; /* a cut candidate would name some other file */
-        strcpy(dir + len, names[i]); // NOLINT(clang-analyzer-security.insecureAPI.strcpy): measured above
-        fprintf(stderr, "Checking \"%s\"\n", dir);
-        if (is_executable(dir)) return i;
+        const std::string candidate = prepend(dir, names[i]);
+        if (candidate.size() >= path_size) continue;
+        fprintf(stderr, "Checking \"%s\"\n", candidate.c_str());
+        if (is_executable(candidate.c_str())) return i;
     }
     return -1;
 }
@@ -107,16 +137,13 @@ int check_executable(const char *const names[])
     const char *rest = getenv("PATH");
     if (!rest) return -1;
 
-    char candidate[path_size];
-    while ((rest = next_token(rest, ':', candidate, sizeof candidate - 1))) {
-        if (candidate[0] == '\0')
-            strcpy(candidate, "."); // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
-        strcat(candidate, "/");     // NOLINT(clang-analyzer-security.insecureAPI.strcpy)
-        const int found = find_executable_in(candidate, sizeof candidate, names);
+    char dir[path_size];
+    while ((rest = next_token(rest, ':', dir, sizeof dir - 1))) {
+        const int found = find_executable_in(dir[0] == '\0' ? "." : dir, names);
         if (found == -1) continue;
-        if (verbose) fprintf(stderr, "--> is executable, returning %d\n", found);
+        trace("--> is executable, returning %d\n", found);
         return found;
     }
-    if (verbose) fprintf(stderr, "No sutable executable found, returning -1\n");
+    trace("No sutable executable found, returning -1\n");
     return -1;
 }

@@ -20,13 +20,18 @@ int is_readable(const char *path);
  * descriptor. */
 file_ptr open_stream(unique_fd fd, const char *mode);
 
-/* Creates the file anew for writing, replacing a file that stands there. A symbolic link there is never
- * followed nor replaced: it fails with ELOOP. Returns null with errno set on failure. */
+/* Opens a data file for reading. A pipe or a device in its place could keep the program waiting for ever:
+ * anything but a regular file is refused with EINVAL, after a message, because many a caller has nothing to
+ * say of a file that is missing. Returns null with errno set on failure. */
+file_ptr open_data_file(const char *path);
+
+/* Creates the file anew for writing, in place of whatever stands there: in a directory where everybody may
+ * write that could be a link, a pipe, or somebody else's file. Never follows a link. Returns null with errno
+ * set on failure. */
 file_ptr create_file(const char *path);
 
-/* Opens a descriptor for appending to a regular file, created when missing. Never follows a symbolic link in
- * the last component (ELOOP), never blocks on a pipe, refuses anything but a regular file with one name
- * (EEXIST). Close-on-exec. Returns -1 with errno set on failure. */
+/* Opens a descriptor for appending to a regular file with one name, created when missing. What else stands
+ * there is replaced, never followed nor waited for. Close-on-exec. Returns -1 with errno set on failure. */
 int open_for_append(const char *path);
 
 /* open_for_append as a stream; null with errno set on failure. */
@@ -36,8 +41,9 @@ file_ptr append_file(const char *path);
  * the error stream. */
 void close_written(file_ptr f, const char *path);
 
-/* True when path names a symbolic link itself, dangling or not. */
-bool is_symlink(const char *path);
+/* Takes a file out of the way by renaming it to its name with "~" appended, in place of an earlier one.
+ * Returns true when nothing stands at path any more, else false with errno set. */
+bool move_aside(const char *path);
 
 /* Searches PATH for the first executable of `names` (ended by null): the first directory that holds any of
  * them wins, and within it the earlier name. Traces each candidate to the error stream. Returns the name's

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <memory>
 #include <regex.h>
+#include <utility>
 
 #include <dirent.h>
 #include <unistd.h>
@@ -33,19 +34,18 @@ class unique_fd
 {
   public:
     explicit unique_fd(int fd = -1) : fd_(fd) {}
-    unique_fd(const unique_fd &) = delete;
-    unique_fd &operator=(const unique_fd &) = delete;
+    unique_fd(unique_fd &&other) noexcept : fd_(other.release()) {}
+    unique_fd &operator=(unique_fd &&other) noexcept
+    {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
     ~unique_fd()
     {
         if (fd_ != -1) close(fd_);
     }
     [[nodiscard]] int get() const { return fd_; }
-    int release()
-    {
-        const int fd = fd_;
-        fd_ = -1;
-        return fd;
-    }
+    int release() { return std::exchange(fd_, -1); }
 
   private:
     int fd_;

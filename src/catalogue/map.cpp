@@ -1,5 +1,6 @@
 #include "catalogue/map.h"
 
+#include "base/files.h"
 #include "base/pattern.h"
 #include "base/settings.h"
 #include "catalogue/map_line.h"
@@ -101,9 +102,9 @@ std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const 
 
 GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*check)(const char *path))
 {
-    map_reader reader = {.file = file_ptr(fopen(pathname, "rte")), .number = 0, .line = ""};
+    map_reader reader = {.file = open_data_file(pathname), .number = 0, .line = ""};
     if (!reader.file) {
-        perror(pathname);
+        if (errno != EINVAL) perror(pathname); /* else it has been said */
         ++*numerrorsp;
         return nullptr;
     }

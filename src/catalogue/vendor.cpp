@@ -1,6 +1,6 @@
 #include "catalogue/vendor.h"
 
-#include "base/handles.h"
+#include "base/files.h"
 
 #include <cctype>
 #include <cstdio>
@@ -68,7 +68,7 @@ static vendor *parse_line(const char *line, unsigned number)
 
 GList *load_vendormap(const char *pathname)
 {
-    const file_ptr f(fopen(pathname, "re"));
+    const file_ptr f = open_data_file(pathname);
     if (!f) return nullptr;
 
     GList *rows = nullptr;

@@ -6,6 +6,7 @@
 #include "rehearsal/text/files.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <getopt.h>
 
@@ -88,7 +89,7 @@ int main(int argc, char *argv[])
     findings all;
     const auto rules = read_rules(opts.map, opts.reldir, opts.nocheck ? nullptr : is_readable, &all);
     if (!rules) {
-        perror(opts.map);
+        if (errno != EINVAL) perror(opts.map); /* else it has been said */
         return exit_errors;
     }
     check_repeated_rules(*rules, &all);

@@ -1,5 +1,6 @@
 #include "maplint/rules.h"
 
+#include "base/files.h"
 #include "base/pattern.h"
 #include "catalogue/map_line.h"
 
@@ -174,7 +175,7 @@ static void check_entry(const Map &entry, const map_field *fields, unsigned line
 std::optional<std::vector<rule>> read_rules(const char *pathname, const text &reldir,
                                             int (*check)(const char *path), findings *all)
 {
-    map_reader reader = {.file = file_ptr(fopen(pathname, "rte")), .number = 0, .line = ""};
+    map_reader reader = {.file = open_data_file(pathname), .number = 0, .line = ""};
     if (!reader.file) return {};
     std::error_code ignored; /* what can't be looked at is no regular file */
     std::vector<rule> rules;

@@ -7,16 +7,9 @@
 #include "ui/screen.h"
 
 #include <cstdio>
-#include <fcntl.h>
 
 constexpr char help_footer[] = "%sUse cursor keys to scroll through help or hit \"q\" to return to program";
 constexpr char log_footer[] = "%sUse cursor keys to scroll through log  or hit \"q\" to quit";
-
-/* Opens a file for reading. Does not wait for the other end of a pipe: nothing could end that. */
-static file_ptr open_page_file(const char *pathname)
-{
-    return open_stream(unique_fd(open(pathname, O_RDONLY | O_NONBLOCK | O_CLOEXEC)), "r");
-}
 
 /* Draws the page that starts at line `start`, with its footer. Returns 1 when the file's end is visible. */
 static int draw_page(FILE *f, int start, WINDOW *window, const char *footer)
@@ -67,7 +60,7 @@ static void page_through(FILE *f, WINDOW *window, const char *footer)
 
 void show_help(const char *filename)
 {
-    const file_ptr f = open_page_file(filename);
+    const file_ptr f = open_data_file(filename);
     if (!f) return;
     WINDOW *window = newwin(screen_height(), screen_width(), 0, 0);
     if (!window) return;
@@ -78,7 +71,7 @@ void show_help(const char *filename)
 
 void showfile(const char *pathname)
 {
-    const file_ptr f = open_page_file(pathname);
+    const file_ptr f = open_data_file(pathname);
     if (!f) return;
     const curses_session session;
     if (!session.is_open()) return;

@@ -100,7 +100,7 @@ class Maplint(unittest.TestCase):
         example, gone = ["-R", EXAMPLE, EXAMPLE / "Data/Map.txt"], "^A$ ^B$ C gone\n"
         usage = f"usage: {BUILD}/vandrel-maplint [-R DIR] [-n] MAP [INVENTORY]\n"
         cases = [(example, [], 0, ""), (["-n"], [gone], 0, ""), (["none"], [], 2, "none: No such file or directory\n"),
-                 (["/"], [], 2, "/: Is a directory\n"), ([*example, "/"], [], 2, "/: Is a directory\n"),
+                 (["/"], [], 2, "/: not a regular file\n"), ([*example, "/"], [], 2, "/: Is a directory\n"),
                  ([], [], 2, usage), (["-n", "a", "b", "c"], [], 2, usage)]
         for args, files, status, said in cases:
             with self.subTest(args=args):
