@@ -1,5 +1,8 @@
 #include "base/signals.h"
 
+#include "base/clock.h"
+
+#include <cerrno>
 #include <iterator>
 
 constexpr int held_signals[] = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGTSTP};
@@ -22,29 +25,60 @@ hold_signals::~hold_signals()
     sigprocmask(SIG_SETMASK, &before_, nullptr);
 }
 
+/* The signals that would end the program if they were let through. One that is ignored, as nohup has it,
+ * stays pending while it is held and asks for nothing. */
+static sigset_t effective_end_signals()
+{
+    sigset_t ends;
+    sigemptyset(&ends);
+    for (const int s : end_signals) {
+        struct sigaction now = {};
+        sigaction(s, nullptr, &now);
+        if (now.sa_handler != SIG_IGN) sigaddset(&ends, s);
+    }
+    return ends;
+}
+
 bool hold_signals::is_pending()
 {
     sigset_t pending;
     sigemptyset(&pending);
     sigpending(&pending);
-    for (const int s : end_signals) {
-        struct sigaction now = {};
-        sigaction(s, nullptr, &now);
-        /* One that is ignored, as nohup has it, stays pending while it is held and asks for nothing. */
-        if (sigismember(&pending, s) == 1 && now.sa_handler != SIG_IGN) return true;
-    }
-    return false;
+    const sigset_t ends = effective_end_signals();
+    sigset_t both;
+    sigandset(&both, &pending, &ends);
+    return sigisemptyset(&both) == 0;
 }
 
-void hold_signals::ignore_in_child() const
+void pause_for(unsigned seconds)
 {
-    for (const int s : held_signals)
-        signal(s, SIG_IGN);
-    signal(SIGPIPE, SIG_DFL); /* ignored here, but a program expects it as usual */
-    sigprocmask(SIG_SETMASK, &before_, nullptr);
+    const sigset_t ends = effective_end_signals();
+    const time_t end = uptime_s() + static_cast<time_t>(seconds);
+    timespec left = {.tv_sec = static_cast<time_t>(seconds), .tv_nsec = 0};
+    for (; left.tv_sec > 0; left.tv_sec = end - uptime_s()) {
+        const int s = sigtimedwait(&ends, nullptr, &left);
+        if (s == -1 && errno == EINTR)
+            continue;          /* by a signal that is handled, such as a resized terminal's */
+        if (s != -1) raise(s); /* it was taken off the pending ones */
+        return;
+    }
 }
 
-void reset_signals_in_child()
+leave_keys_to_child::leave_keys_to_child() : interrupt_before_{}, quit_before_{}
+{
+    struct sigaction ignore = {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &ignore, &interrupt_before_);
+    sigaction(SIGQUIT, &ignore, &quit_before_);
+}
+
+leave_keys_to_child::~leave_keys_to_child()
+{
+    sigaction(SIGINT, &interrupt_before_, nullptr);
+    sigaction(SIGQUIT, &quit_before_, nullptr);
+}
+
+void reset_signals()
 {
     for (const int s : held_signals)
         signal(s, SIG_DFL);

@@ -14,12 +14,8 @@ class hold_signals
     hold_signals(const hold_signals &) = delete;
     hold_signals &operator=(const hold_signals &) = delete;
 
-    /* True when one of them waits to take effect. */
+    /* True when one of them waits to take effect that asks the program to end. */
     static bool is_pending();
-
-    /* For a child forked meanwhile: the held signals are ignored from now on, also by the program it
-     * executes, and nothing is blocked any more. */
-    void ignore_in_child() const;
 
   private:
     sigset_t before_;
@@ -48,9 +44,27 @@ const sigset_t *waiting_mask();
 /* True when a signal has been noted that asks the program to end. */
 bool end_is_requested();
 
-/* For a child that is no program of its own: every signal takes its default action again, and none is
- * blocked. */
-void reset_signals_in_child();
+/* Rests for so many seconds; while signals are held, no longer than until one asks the program to end. */
+void pause_for(unsigned seconds);
+
+/* For a process that becomes another program or lives a life of its own: every signal takes its default
+ * action again, and none is blocked. */
+void reset_signals();
+
+/* While it lives, INT and QUIT are ignored, as by the library's system(): they are for the command that is
+ * waited for. */
+class leave_keys_to_child
+{
+  public:
+    leave_keys_to_child();
+    ~leave_keys_to_child();
+    leave_keys_to_child(const leave_keys_to_child &) = delete;
+    leave_keys_to_child &operator=(const leave_keys_to_child &) = delete;
+
+  private:
+    struct sigaction interrupt_before_;
+    struct sigaction quit_before_;
+};
 
 /* Ends the program by the noted signal, if there is one. To be called once what a screen left behind is
  * cleaned up. */

@@ -103,7 +103,7 @@ void redirect_diagnostics(const char *path, bool has_screens)
 
 std::string read_version(const char *path)
 {
-    const file_ptr f(fopen(path, "re"));
+    const file_ptr f = open_data_file(path);
     char line[version_size];
     if (!f || !fgets(line, sizeof line, f.get())) return "?.?";
     std::string result = line;

@@ -1,13 +1,11 @@
 #include "core/keyboard.h"
 
+#include "base/shell.h"
 #include "base/signals.h"
 #include "ui/menu.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <ftw.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 constexpr int max_open_dirs = 10;
 constexpr size_t shown_name_size = 64;
@@ -20,27 +18,6 @@ struct keymapping {
 
 static GList
     *keymapping; /* the keymaps found, ascending by name; filled through ftw, which passes no pointer on */
-
-/* Runs a command whose result nobody asks for. What it says goes to the error stream: standard output is for
- * the screens and for calling scripts. */
-static void run_in_shell(const char *command)
-{
-    fflush(nullptr);
-    const pid_t pid = fork();
-    if (pid == -1) {
-        perror("fork");
-        return;
-    }
-    if (pid == 0) {
-        reset_signals_in_child();
-        dup2(STDERR_FILENO, STDOUT_FILENO);
-        execl("/bin/sh", "sh", "-c", command, nullptr);
-        perror("/bin/sh");
-        _exit(1);
-    }
-    while (waitpid(pid, nullptr, 0) == -1 && errno == EINTR) {
-    }
-}
 
 void load_keymap(const char *path)
 {

@@ -10,6 +10,7 @@
 #include "core/environment.h"
 #include "core/keyboard.h"
 #include "core/options.h"
+#include "core/run_lock.h"
 #include "device/dev.h"
 #include "device/sgen/discovery.h"
 #include "device/sgen/operations.h"
@@ -125,22 +126,32 @@ static void list_drives(GList *devlist, GList *fw_map)
     g_list_foreach(devlist, reset_device_node, nullptr);
 }
 
-/* The maintenance tasks in their fixed order. Returns their summary lines. */
-static GList *run_workflows(GList *devlist, GList *fw_map, const run_options &opts, const run_paths &paths)
+/* The maintenance tasks in their fixed order, with an operator at the screen. Returns their summary lines. */
+static GList *run_interactive(GList *devlist, GList *fw_map, const run_options &opts, const run_paths &paths)
 {
-    GList *status_list = nullptr;
-    status_list =
-        g_list_append(status_list, do_unload_load_cycles(devlist, paths.ullname.c_str(), opts.reldir));
-    status_list =
-        g_list_append(status_list, do_download_firmware(devlist, fw_map, opts.reldir, opts.targets));
-    if (opts.targets) {
-        g_list_foreach(devlist, reload_fw_version, nullptr);
-        g_list_foreach(devlist, list_one_download_status, nullptr);
-    } else {
-        status_list = g_list_append(status_list, do_SMART_check(devlist, paths.SMART187name.c_str(),
-                                                                opts.reldir, reported_uncorrectable_errors));
-    }
-    return status_list;
+    GList *lines = nullptr;
+    lines = g_list_append(lines, do_unload_load_cycles(devlist, paths.ullname.c_str(), opts.reldir));
+    lines = g_list_append(lines, do_download_firmware(devlist, fw_map, opts.reldir, {}));
+    return g_list_append(lines, do_SMART_check(devlist, paths.SMART187name.c_str(), opts.reldir,
+                                               reported_uncorrectable_errors));
+}
+
+static void reload_if_selected(gpointer data, gpointer user_data)
+{
+    if (static_cast<const Dev *>(data)->selected) reload_fw_version(data, user_data);
+}
+
+/* The tasks of a run without an operator, and a result line for each drive that it attempted, also when the
+ * run is asked to end meanwhile: it obeys once they are told. Returns the tasks' summary lines. */
+static GList *run_unattended(GList *devlist, GList *fw_map, const run_options &opts, const run_paths &paths)
+{
+    GList *lines = g_list_append(nullptr, do_unload_load_cycles(devlist, paths.ullname.c_str(), opts.reldir));
+    const hold_signals hold;
+    lines = g_list_append(lines, do_download_firmware(devlist, fw_map, opts.reldir, opts.targets));
+    /* A run that is to end asks nothing of drives that it has nothing to tell of. */
+    g_list_foreach(devlist, hold_signals::is_pending() ? reload_if_selected : reload_fw_version, nullptr);
+    g_list_foreach(devlist, list_one_download_status, nullptr);
+    return lines;
 }
 
 /* Brings up the drives and the map, runs one mode and releases everything. Returns the operator's answer to
@@ -160,8 +171,10 @@ static int run_mode(const run_options &opts, const run_paths &paths)
     GList *status_list = nullptr;
     if (opts.list_only)
         list_drives(devlist, fw_map);
+    else if (opts.targets)
+        status_list = run_unattended(devlist, fw_map, opts, paths);
     else
-        status_list = run_workflows(devlist, fw_map, opts, paths);
+        status_list = run_interactive(devlist, fw_map, opts, paths);
 
     g_list_free_full(fw_map, free_one_map);
     g_list_free_full(devlist, free_one_dev);
@@ -209,6 +222,8 @@ int main(int argc, char *argv[])
         show_versions(opts.show_version);
         return 0;
     }
+    unique_fd lock; /* until the end: what the run starts inherits it */
+    if (!opts.list_only && !take_run_lock(&lock)) return exit_failure;
     if (!verbose)
         redirect_diagnostics(
             format_text(path_size, "%s/Data/Vandrel.stderr", opts.reldir ? opts.reldir->c_str() : "").c_str(),
@@ -222,6 +237,7 @@ int main(int argc, char *argv[])
     }
     if (!opts.reldir && answer) {
         fflush(nullptr);
+        reset_signals();
         execlp("init", "init", "0", nullptr);
     }
     return 0;

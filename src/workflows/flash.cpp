@@ -1,13 +1,13 @@
 #include "workflows/flash.h"
 
+#include "base/clock.h"
 #include "base/files.h"
-#include "base/settings.h"
 #include "base/signals.h"
+#include "base/trace.h"
 #include "targets/marks.h"
 
 #include <cerrno>
 #include <cstdarg>
-#include <ctime>
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -16,18 +16,14 @@ constexpr int bogus_exit_status = 0x2e;
 constexpr int exec_failed_status = 1;
 constexpr useconds_t spinner_step_us = 50000;
 
-/* Whole seconds of a clock that nobody sets. */
-static time_t uptime_s()
-{
-    timespec now = {};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return now.tv_sec;
-}
-
 /* The child: its output into the log, then the tool. A log that can't be opened leaves the output where the
- * program's own goes. Nobody could answer a question that stands in the log, so there is no input. */
+ * program's own goes. Nobody could answer a question that stands in the log, so there is no input. In a
+ * session of its own the tool gets none of the signals that a terminal or a caller sends to all of this run;
+ * beyond that they mean to it what they mean to any program. */
 [[noreturn]] static void run_tool(const Cmd &cmd, const char *log_path)
 {
+    setsid();
+    reset_signals();
     for (const int stream : {STDOUT_FILENO, STDERR_FILENO}) {
         const int log = open_for_append(log_path);
         if (log == -1)
@@ -57,10 +53,10 @@ static int wait_for(pid_t pid, int *wait_status, int flags)
     return ended != 0;
 }
 
-static void wait_with_spinner(pid_t pid, int *wait_status, const attempt_info &info)
+static void wait_with_spinner(pid_t pid, int *wait_status, const update_args &args)
 {
     static const char spinner[] = "|/-\\";
-    printf("\rFlashing drive %d of %d  ", info.drive, info.total);
+    printf("\rFlashing drive %u of %u  ", args.i, args.total);
     for (size_t i = 0; !wait_for(pid, wait_status, WNOHANG); i = (i + 1) % (sizeof spinner - 1)) {
         printf("\b%c", spinner[i]);
         fflush(stdout);
@@ -110,50 +106,46 @@ attempt_result judge_wait_status(Dev *dev, int wait_status, const char *line, FI
     return attempt_failed;
 }
 
-static void report_success(const attempt_info &info, unsigned seconds, FILE *log)
+static void report_success(const update_args &args, unsigned seconds, FILE *log)
 {
-    if (info.interactive) {
-        printf("Firmware update of drive %d of %d successful, duration %us!          \n", info.drive,
-               info.total, seconds);
+    const std::string message =
+        format_text(question_size, "Firmware update of drive %u of %u successful, duration %us!", args.i,
+                    args.total, seconds);
+    if (!args.yes) {
+        printf("%s          \n", message.c_str());
         fflush(stdout);
     }
-    if (log)
-        fprintf(log, "Firmware update of drive %d of %d successful, duration %us!\n", info.drive, info.total,
-                seconds);
+    if (log) fprintf(log, "%s\n", message.c_str());
 }
 
-attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info)
+attempt_result flash_once(Dev *dev, const Cmd &cmd, const char *line, const update_args &args)
 {
     const hold_signals hold;
     const time_t start = uptime_s();
-    signal(SIGCHLD,
-           SIG_DFL); /* a controller library may have changed it; ignored, it would hide how the tool ended */
+    /* A controller library may have changed it; ignored, it would hide how the tool ended. */
+    signal(SIGCHLD, SIG_DFL);
     const pid_t pid = fork();
     if (pid == -1) {
         perror("fork");
         return attempt_not_started;
     }
     if (pid == 0) {
-        hold.ignore_in_child();
-        run_tool(cmd, info.log_path);
+        run_tool(cmd, args.log_path);
     }
 
     int wait_status = 0;
-    if (info.interactive)
-        wait_with_spinner(pid, &wait_status, info);
+    if (!args.yes)
+        wait_with_spinner(pid, &wait_status, args);
     else
         wait_for(pid, &wait_status, 0);
     const auto seconds = static_cast<unsigned>(uptime_s() - start);
 
-    file_ptr log = append_file(info.log_path);
-    if (verbose) {
-        fprintf(stderr, "Command=\"%s\"\n", info.line);
-        fprintf(stderr, "exitstat=%#x, WIFEXITED=%d\n", static_cast<unsigned>(wait_status),
-                WIFEXITED(wait_status));
-        fprintf(stderr, "WEXITSTATUS=%d\n", WEXITSTATUS(wait_status));
-    }
-    const attempt_result result = judge_wait_status(dev, wait_status, info.line, log.get());
-    if (result == attempt_succeeded) report_success(info, seconds, log.get());
-    close_written(std::move(log), info.log_path);
+    file_ptr log = append_file(args.log_path);
+    trace("Command=\"%s\"\n", line);
+    trace("exitstat=%#x, WIFEXITED=%d\n", static_cast<unsigned>(wait_status), WIFEXITED(wait_status));
+    trace("WEXITSTATUS=%d\n", WEXITSTATUS(wait_status));
+    const attempt_result result = judge_wait_status(dev, wait_status, line, log.get());
+    if (result == attempt_succeeded) report_success(args, seconds, log.get());
+    close_written(std::move(log), args.log_path);
     return result;
 }

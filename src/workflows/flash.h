@@ -2,17 +2,9 @@
 #pragma once
 
 #include "device/dev.h"
+#include "workflows/update_args.h"
 
 #include <cstdio>
-
-/* Which drive of how many, and how the attempt is shown. */
-struct attempt_info {
-    int drive; /* counted from 1 */
-    int total;
-    bool interactive; /* spinner and result on standard output */
-    const char *log_path;
-    const char *line; /* the command as one line, for messages */
-};
 
 enum attempt_result {
     attempt_succeeded,
@@ -21,9 +13,10 @@ enum attempt_result {
 };
 
 /* Runs cmd as a child, its output appended to the log, waits for its end, judges it and writes the result to
- * the log (and a failure to the error stream). Until the log is closed again, signals that end the program
+ * the log (and a failure to the error stream); line is the command for messages. An interactive run shows a
+ * spinner and the result on standard output. Until the log is closed again, signals that end the program
  * wait: a drive is never left half-written. */
-attempt_result flash_once(Dev *dev, const Cmd &cmd, const attempt_info &info);
+attempt_result flash_once(Dev *dev, const Cmd &cmd, const char *line, const update_args &args);
 
 /* What the child's wait status means for the drive. Writes failures to the error stream and to the log (may
  * be null). Exit status 46 counts as success behind the one controller model that reports it for nothing on

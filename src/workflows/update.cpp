@@ -3,17 +3,13 @@
 #include "base/files.h"
 #include "base/settings.h"
 #include "base/signals.h"
+#include "base/trace.h"
 #include "device/dev.h"
 #include "ui/pager.h"
 #include "workflows/flash.h"
 #include "workflows/question.h"
 
-#include <cerrno>
-
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 constexpr mode_t update_umask = 022;
 constexpr mode_t new_directory_mode = 0777; /* less the umask */
@@ -45,30 +41,25 @@ static void write_script_entry(FILE *script, const std::string &line)
 }
 
 /* Appends one line to the log, if the log can be opened. */
-static void log_line(const char *log_path, const char *fmt, const char *argument)
+static void log_line(const char *log_path, const std::string &line)
 {
     file_ptr log = append_file(log_path);
-    if (log) fprintf(log.get(), fmt, argument); // NOLINT(clang-diagnostic-format-nonliteral)
+    if (log) fprintf(log.get(), "%s\n", line.c_str());
     close_written(std::move(log), log_path);
 }
 
-static void pause_between_attempts()
-{
-    unsigned left = pause_s;
-    while (left > 0)
-        left = sleep(left); /* a signal that is handled, such as a resized terminal's, cuts it short */
-}
-
-/* Attempts until one succeeds, pausing after each failure. Returns 1, or 0 when all of them failed. */
-static int flash_with_retries(Dev *dev, const Cmd &cmd, const attempt_info &info)
+/* Attempts until one succeeds, pausing after each failure, or until the run is asked to end. Returns 1, or 0
+ * when all of them failed. */
+static int flash_with_retries(Dev *dev, const Cmd &cmd, const char *line, const update_args &args)
 {
     unsigned errors = 0;
     for (int attempt = 0; attempt < max_attempts; ++attempt) {
-        const attempt_result result = flash_once(dev, cmd, info);
+        const attempt_result result = flash_once(dev, cmd, line, args);
         if (result == attempt_succeeded) return 1;
         if (result == attempt_not_started) break; /* not counted as an error of the drive's */
         ++errors;
-        pause_between_attempts();
+        pause_for(pause_s);
+        if (hold_signals::is_pending()) break;
     }
     return errors == 0;
 }
@@ -78,42 +69,39 @@ void do_update_one_device(gpointer data, gpointer user_data)
     auto *dev = static_cast<Dev *>(data);
     auto *args = static_cast<update_args *>(user_data);
     if (!dev || !dev->selected) return;
-    if (verbose) fprintf(stderr, "do_update_one_device(data=%p, user_data=%p)\n", data, user_data);
+    if (hold_signals::is_pending()) {
+        dev->selected = 0; /* nothing is begun any more, and nothing is to be told of this drive */
+        return;
+    }
+    trace("do_update_one_device(data=%p, user_data=%p)\n", data, user_data);
 
     dev->fw_update_successful = 0;
     const std::unique_ptr<Cmd> cmd = dev->fw_update(dev);
     if (!cmd) {
         ++args->numerrors;
-        log_line(args->log_path, "%s", "No command\n");
+        log_line(args->log_path, "No command");
         return; /* args->i stays: the next drive is shown under this number */
     }
 
     const std::string line = join_command(*cmd);
-    if (verbose) {
-        fprintf(stderr, "Now executing: %s\n", line.c_str());
-        fprintf(stderr, "    log_path=\"%s\"\n", args->log_path);
-    }
-    log_line(args->log_path, "Now executing: %s\n", line.c_str());
+    trace("Now executing: %s\n", line.c_str());
+    trace("    log_path=\"%s\"\n", args->log_path);
+    log_line(args->log_path, "Now executing: " + line);
     if (args->script) write_script_entry(args->script, line);
 
-    const attempt_info info = {
-        .drive = static_cast<int>(args->i),
-        .total = static_cast<int>(args->total),
-        .interactive = args->yes == 0,
-        .log_path = args->log_path,
-        .line = line.c_str(),
-    };
-    dev->fw_update_successful = flash_with_retries(dev, *cmd, info);
+    dev->fw_update_successful = flash_with_retries(dev, *cmd, line.c_str(), *args);
     if (!dev->fw_update_successful) ++args->numerrors;
     ++args->i;
 }
 
-/* Moves the log of an earlier run out of the way. In a directory where anybody may have put it, a link is
- * left where it is: the log then can't be created. */
-static void back_up_log(const std::string &path, bool in_tmp)
+/* Moves the log of an earlier run out of the way and makes a new one that nobody else has a hand in. What
+ * can't be made is said by whoever opens it to write. A tree that was copied together may lack the log's
+ * directory. */
+static void start_log(const std::string &path)
 {
-    if (in_tmp && is_symlink(path.c_str())) return;
-    if (rename(path.c_str(), (path + "~").c_str()) == -1 && errno != ENOENT) perror(path.c_str());
+    mkdir(path.substr(0, path.rfind('/')).c_str(), new_directory_mode);
+    if (!move_aside(path.c_str())) perror(path.c_str());
+    create_file(path.c_str());
 }
 
 static void offer_log(const update_args *args)
@@ -125,34 +113,11 @@ static void offer_log(const update_args *args)
     obey_end_request();
 }
 
-/* Opens the script, and keeps it locked while it is open: two runs at once would write the same drives. Null,
- * with errno set, when it can't be created or another run has it. */
-static file_ptr claim_script()
-{
-    const unique_fd earlier(open(COMMANDS, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (earlier.get() != -1 && flock(earlier.get(), LOCK_EX | LOCK_NB) == -1 && errno == EWOULDBLOCK) {
-        errno = EBUSY;
-        return nullptr;
-    }
-    file_ptr script = create_file(COMMANDS);
-    if (script) flock(fileno(script.get()), LOCK_EX | LOCK_NB);
-    return script;
-}
-
-/* A tree that was copied together may lack the log's directory. Where it can't be made either, opening the
- * log says so. */
-static void make_directory_of(const std::string &path)
-{
-    mkdir(path.substr(0, path.rfind('/')).c_str(), new_directory_mode);
-}
-
 void start_update(GList *devlist, update_args *argsp)
 {
-    if (verbose)
-        fprintf(stderr, "start_update(devlist=%p, argsp=%p)\n", static_cast<void *>(devlist),
-                static_cast<void *>(argsp));
+    trace("start_update(devlist=%p, argsp=%p)\n", static_cast<void *>(devlist), static_cast<void *>(argsp));
     const mode_t old_umask = umask(update_umask);
-    file_ptr script = claim_script();
+    file_ptr script = create_file(COMMANDS);
     if (!script) {
         perror(COMMANDS);
         umask(old_umask);
@@ -162,8 +127,7 @@ void start_update(GList *devlist, update_args *argsp)
     argsp->script = script.get();
     fprintf(script.get(), "#! /bin/bash\n");
     if (fflush(script.get()) == EOF) perror(COMMANDS);
-    make_directory_of(Log_path);
-    back_up_log(Log_path, argsp->yes != 0);
+    start_log(Log_path);
 
     argsp->numerrors = 0;
     argsp->i = 1;

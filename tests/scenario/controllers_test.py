@@ -3,7 +3,7 @@ import re
 import unittest
 
 from machine import Machine
-from update_test import UpdateCase, script_with
+from update_test import script_with
 
 VARIANTS = {"libstorelib.so": "ProcessLibCommand", "libstorelibir.so": "ProcessLibCommandIR",
             "libstorelibir-2.so": "ProcessLibCommandIR2", "libstorelibir-3.so": "ProcessLibCommandIR3"}
@@ -131,7 +131,7 @@ class Drives(unittest.TestCase):
             "Unloading libstorelib.so"])
 
 
-class Runs(UpdateCase):
+class Runs(unittest.TestCase):
     FILES = {"Data/Map.txt": "ST4000.* SN04 SN06 sn06.lod\nST600.* .* 0004 0004.lod\nHUS.* .* A280 a280.bin\n"
                              "WD.* .* 03.00C07 wd.bin\n", "Data/sn06.lod": "revision=SN06", "Data/0004.lod": "",
              "Data/a280.bin": "", "Data/wd.bin": "revision=03.00C07", "Data/vendor.csv": "SEAGATE,7\nATA,5\n"}

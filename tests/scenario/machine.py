@@ -9,7 +9,7 @@ import tempfile
 import time
 
 BUILD = pathlib.Path(os.environ["VANDREL_BUILD"])
-SCRIPT = pathlib.Path("/tmp/Script.sh")
+SCRIPT = "tmp/Script.sh"  # /tmp/Script.sh to the program
 LIMIT_S = 120  # a thousand drives take their time to be set up
 
 # A shell may have started us with it ignored, and what is ignored stays so in every child.

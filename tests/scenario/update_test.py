@@ -49,15 +49,9 @@ def succeeded(target, number, total):
             f"Firmware update of drive {number} of {total} successful, duration Ns!\n")
 
 
-class UpdateCase(unittest.TestCase):
+class Update(unittest.TestCase):
     maxDiff = None
 
-    def setUp(self):
-        SCRIPT.unlink(missing_ok=True)
-        self.addCleanup(SCRIPT.unlink, missing_ok=True)
-
-
-class Update(UpdateCase):
     def test_chosen_drives_are_flashed_and_no_others(self):
         drives = (drive(0) + drive(1, rev="SN06") + 'sdd,1,8,HGST,"HUS",A1C4,-,-;\n'
                   'sdc,1,7,SEAGATE,"ST600MM0006",0003,-,-;\n')
@@ -75,8 +69,7 @@ class Update(UpdateCase):
                 ("targets=*,0,0", [], ""),
                 ("targets=sda,*,9:sdc,*,7:sda,1,*", [], c)]:
             with self.subTest(config=config, options=options):
-                SCRIPT.write_text("earlier\n")
-                m = Machine(self, drives, FILES | {"Data/Config.txt": config}).run(*options)
+                m = Machine(self, drives, FILES | {"Data/Config.txt": config, f"../{SCRIPT}": "earlier\n"}).run(*options)
                 self.assertEqual((m.status, m.out, m.err), (0, results, ""))
                 self.assertEqual(m.flashed, [line[:7] for line in results.splitlines()])
                 self.assertEqual((m.script == "earlier\n", m.log is None), (not results, not results))
@@ -98,9 +91,9 @@ class Update(UpdateCase):
         self.assertEqual(m.read("root/tmp/Vandrel.log~"), "one\n")
         said, logged = ([line for line in text.splitlines() if line[:8] == "Command "] for text in (m.diagnostics, log))
         self.assertEqual(said, logged)
-        self.assertEqual(m.read("sleeps.log"), "vandrel sleep 10.000000\n" * (2 + 7 + 1 + 1 + 7))
+        self.assertEqual(m.read("sleeps.log"), "vandrel sigtimedwait 10.000000\n" * (2 + 7 + 1 + 1 + 7))
         self.assertEqual(m.script, script_of(*range(6)))
-        self.assertEqual([path.stat().st_mode & 0o777 for path in (SCRIPT, m.root / "tmp/Vandrel.log")], [0o644] * 2)
+        self.assertEqual([(m.dir / path).stat().st_mode & 0o777 for path in (SCRIPT, "root/tmp/Vandrel.log")], [0o644] * 2)
         self.assertEqual((m.status, m.out, m.err), (0, result(0) + result(1, "FAILED", "SN04") + result(2) + result(3) +
                                                     result(4) + result(5, "FAILED", "SN04"), ""))
         flash = f"flash fw_download //Data/{IMAGE} attempt="
@@ -109,7 +102,7 @@ class Update(UpdateCase):
     def test_script_repeats_the_update(self):
         m = Machine(self, drive(0, "flash-fails=10") + drive(1, "flash-fails=20"), FILES).run("--targets", "ALL")
         env = m.environment(inside=True, PATH=f"{m.root}/sbin:{os.environ['PATH']}")
-        bash = subprocess.run(["bash", SCRIPT], env=env, capture_output=True, timeout=60)
+        bash = subprocess.run(["bash", m.dir / SCRIPT], env=env, capture_output=True, timeout=60)
         self.assertEqual(bash.stderr.decode(), "fw_download: the download failed\n" * (3 + 6))
         self.assertEqual(bash.stdout.decode(), "sda,0,0 now runs SN06\n")
         self.assertEqual(m.flashed, ["sda,0,0"] * 7 + ["sdb,0,1"] * 7 + ["sda,0,0"] * 4 + ["sdb,0,1"] * 6)
@@ -119,80 +112,100 @@ class Update(UpdateCase):
         self.assertEqual((m.status, m.out), (0, result(0, "FAILED", "SN04")))
         self.assertEqual(m.log, started(0) + failed(0, said="fw_download: No such file or directory\n") * 7)
 
-    def test_tool_inherits_nothing(self):
-        tool = '#!/bin/sh\nfor fd in /proc/$$/fd/*; do readlink "$fd"; done; grep SigIgn /proc/$$/status\n'
+    def test_tool_inherits_the_lock_and_nothing_else(self):
+        tool = ('#!/bin/sh\nfor fd in /proc/$$/fd/*; do readlink "$fd"; done; grep -E "Sig(Ign|Blk)" /proc/$$/status\n'
+                'set -- $(cat /proc/$$/stat); [ $1 = $6 ] && echo leads its session\n')
         m = Machine(self, drive(0) + drive(1), FILES | {"usr/sbin/fw_download": tool})
         (m.root / "usr/sbin/fw_download").chmod(0o755)
         with open(__file__, "rb") as typed_ahead:
             m.run("--targets", "sdb,0,1", without=["fw_download"], stdin=typed_ahead)
-        self.assertEqual(sorted(m.log.splitlines()[1:-1]), [
-            # Deaf to HUP, INT, QUIT, TERM and TSTP, so that nothing stops it half-way; not to PIPE.
-            "/dev/null", "R/tmp/Vandrel.log", "R/tmp/Vandrel.log", "R/usr/sbin/fw_download",
-            "SigIgn:\t0000000000084007"])
+        self.assertEqual(sorted(m.log.replace(str(m.dir), "DIR").splitlines()[1:-1]), [
+            "/dev/null", "DIR/run/vandrel.lock", "R/tmp/Vandrel.log", "R/tmp/Vandrel.log", "R/usr/sbin/fw_download",
+            "SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000", "leads its session"])
         self.assertEqual(m.out, result(1, now="SN04"))  # what the drive says now, whatever was promised
 
     def test_one_run_at_a_time(self):
         m = Machine(self, drive(0, "flash-seconds=1"), FILES)
         first = m.start("--targets", "ALL", env={"VANDREL_REHEARSAL_SLEEP": "1"})
         m.wait_for("fw_download nanosleep", "sleeps.log")
-        other = Machine(self, drive(0), FILES)
-        other.run("--targets", "ALL")
-        self.assertEqual((other.status, other.out, other.flashed), (0, result(0, "FAILED", "SN04"), []))
-        self.assertIn("/tmp/Script.sh: Device or resource busy\n", other.diagnostics)
-        m.finish(first)
-        self.assertEqual((m.out, m.script), (result(0), script_of(0)))
-        shutil.rmtree(other.root / "tmp")  # a tree need not have it
-        other.run("--targets", "ALL", direct=True)
-        self.assertEqual((other.out, other.log), (result(0), started(0) + succeeded(0, 1, 1)))
+        diagnostics = m.read("root/Data/Vandrel.stderr")
+        self.assertEqual((m.dir / "run/vandrel.lock").stat().st_mode & 0o777, 0o600)
+        for holders in (r"process \d+ \(vandrel\), process \d+ \(fw_download\)", r"process \d+ \(fw_download\)"):
+            for options in (["--targets", "ALL"], []):
+                m.run(*options, direct=True)
+                self.assertEqual((m.status, m.out), (1, ""))
+                self.assertRegex(m.err, rf"^/run/vandrel.lock: another run is at work: {holders}\n$")
+            self.assertEqual(m.diagnostics, diagnostics)
+            if first.poll() is None:
+                first.kill()  # the tool goes on
+                first.wait()
+        self.assertEqual((m.run("--list", direct=True).status, m.flashed), (0, []))
+        m.wait_for("revision=SN06", "commands.log")
+        shutil.rmtree(m.root / "tmp")  # a tree need not have it
+        m.run("--targets", "ALL", "-f", direct=True)
+        self.assertEqual((m.out, m.log), ("sda,0,0,SUCCESS,SN06,SN06;\n", started(0) + succeeded(0, 1, 1)))
 
-    def test_script_that_is_a_link(self):
-        for target, content in ("victim", "precious\n"), ("nowhere", None):
-            m = Machine(self, drive(0), FILES)
-            (m.dir / "victim").write_text("precious\n")
-            SCRIPT.symlink_to(m.dir / target)
-            m.run("--targets", "ALL")
-            self.assertEqual((m.status, m.out, m.log), (0, result(0, "FAILED", "SN04"), None))
-            self.assertIn("/tmp/Script.sh: Too many levels of symbolic links\n", m.diagnostics)
-            self.assertEqual((m.read(target), m.flashed), (content, []))
-            SCRIPT.unlink()
+    def test_what_lies_in_the_way_is_replaced(self):
+        places = [SCRIPT, "root/tmp/Vandrel.log", "root/tmp/Vandrel.log~"]
+        for put in (lambda path: path.symlink_to("victim"), lambda path: path.symlink_to("nowhere"), os.mkfifo,
+                    lambda path: path.mkdir(), lambda path: os.link(path.parent / "victim", path)):
+            m = Machine(self, drive(0, "flash-fails=1"), FILES).run("-V")
+            for place in places:
+                (m.dir / place).parent.joinpath("victim").write_text("precious\n")
+                put(m.dir / place)
+            m.run("--targets", "ALL", direct=True)
+            self.assertEqual((m.status, m.out), (0, result(0)))
+            self.assertEqual((m.script, m.log), (script_of(0), started(0) + failed(0) + succeeded(0, 1, 1)))
+            self.assertNotIn("Vandrel.log", m.diagnostics.replace("log~", "backup") if put is os.mkfifo else "")
+            self.assertEqual([m.read(f"{name}/victim") for name in ("tmp", "root/tmp")], ["precious\n"] * 2)
+            self.assertFalse((m.dir / "tmp/nowhere").exists() or (m.root / "tmp/nowhere").exists())
 
     def test_log_that_cannot_be_written(self):
-        for links, said in [({"tmp/Vandrel.log": "victim"}, "Too many levels of symbolic links"),
-                            ({"tmp/Vandrel.log": "nowhere"}, "Too many levels of symbolic links"),
-                            ({"tmp": "/proc"}, "No such file or directory"),  # nobody can create files there
-                            ({"tmp": "nowhere"}, "No such file or directory")]:
-            with self.subTest(links=links):
+        for target in ("/proc", "nowhere"):  # nobody can create files there
+            with self.subTest(target=target):
                 m = Machine(self, drive(0, "flash-fails=1"), FILES).run("-V")
-                (m.dir / "victim").write_text("precious\n")
-                for name, target in links.items():
-                    if name == "tmp":
-                        (m.root / name).rmdir()
-                    (m.root / name).symlink_to(m.dir / target)
+                (m.root / "tmp").rmdir()
+                (m.root / "tmp").symlink_to(m.dir / target)
                 m.run("--targets", "ALL", direct=True)
                 self.assertEqual((m.status, m.out), (0, "sda,0,0 now runs SN06\n" + result(0)))
-                self.assertEqual(m.diagnostics.count(f"R//tmp/Vandrel.log: {said}\n"), 2 * 2)
+                self.assertEqual(m.diagnostics.count("R//tmp/Vandrel.log: No such file or directory\n"), 2 * 2)
                 self.assertIn("fw_download: the download failed\n", m.diagnostics)
-                self.assertEqual((m.read("victim"), m.read("nowhere"), m.script), ("precious\n", None, script_of(0)))
+                self.assertEqual(m.script, script_of(0))
 
 
-class Signals(UpdateCase):
-    def test_between_attempts_and_during_one(self):
+class Signals(unittest.TestCase):
+    def test_result_lines_of_every_drive_attempted(self):
         between = drive(0) + drive(1, "flash-exit=1") + drive(2)
         during = drive(0, "flash-seconds=1.5") + drive(1)
-        for number in signal.SIGTERM, signal.SIGINT:
-            for drives, moment, send, log, script in [
-                    (between, "vandrel sleep 10", os.kill, started(0) + succeeded(0, 1, 3) + started(1) + failed(1),
-                     script_of(0, 1)),
-                    # As a terminal does it: to the tool as well.
-                    (during, "fw_download nanosleep", os.killpg, started(0) + succeeded(0, 1, 2), script_of(0))]:
+        for number in signal.SIGTERM, signal.SIGINT, signal.SIGHUP:
+            for drives, moment, send, log, script, results in [
+                    (between, "vandrel sigtimedwait 10", os.kill, started(0) + succeeded(0, 1, 3) + started(1) + failed(1),
+                     script_of(0, 1), result(0) + result(1, "FAILED", "SN04")),
+                    # As a terminal does it: to all of the run.
+                    (during, "fw_download nanosleep", os.killpg, started(0) + succeeded(0, 1, 2), script_of(0), result(0))]:
                 with self.subTest(number=number, moment=moment):
                     m = Machine(self, drives, FILES)
                     run = m.start("--targets", "ALL", env={"VANDREL_REHEARSAL_SLEEP": "1"}, start_new_session=True)
                     m.wait_for(moment, "sleeps.log")
                     send(run.pid, number)
                     m.finish(run)
-                    self.assertEqual((m.status, m.out, m.err), (-number, "", ""))
+                    self.assertEqual((m.status, m.out, m.err), (-number, results, ""))
                     self.assertEqual((m.log, m.script), (log, script))
                     self.assertIn("revision=SN06", m.read("state/0:0:0:0"))
                     with self.assertRaises(ProcessLookupError):  # nothing of the run is left behind
                         os.killpg(run.pid, 0)
+
+    def test_ignored_ones_end_nothing(self):  # as nohup has it
+        m = Machine(self, drive(0, "flash-fails=1") + drive(1), FILES)
+        run = m.start("--targets", "ALL", env={"VANDREL_REHEARSAL_SLEEP": "0.1"},
+                      preexec_fn=lambda: signal.signal(signal.SIGHUP, signal.SIG_IGN))
+        m.wait_for("sigtimedwait", "sleeps.log")
+        os.kill(run.pid, signal.SIGHUP)
+        self.assertEqual((m.finish(run).status, m.out), (0, result(0) + result(1)))
+
+    def test_tool_that_is_asked_to_end(self):
+        tool = "#!/bin/sh\n" + "for i in 1 2; do timeout -s $i 0.1 tail -f /dev/null; echo $?; done\nkill $$\nexit 0\n"
+        m = Machine(self, drive(0), FILES | {"usr/sbin/fw_download": tool})
+        (m.root / "usr/sbin/fw_download").chmod(0o755)
+        m.run("--targets", "ALL", without=["fw_download"])
+        self.assertEqual(m.log, started(0) + failed(0, "died with signal 15", "124\n124\n") * 7)

@@ -1,4 +1,4 @@
-/* fakes.h - what stands in for the kernel: a drive behind SG_IO, and fork, sleep and time as a test wants
+/* fakes.h - what stands in for the kernel: a drive behind SG_IO, and fork, pauses and time as a test wants
  * them. They are defined in the test program, whose definitions come before the C library's. */
 #pragma once
 
@@ -47,9 +47,8 @@ struct fake_drive {
 
 struct fake_process {
     int forks_left = -1;         /* forks until fork fails; -1: it never does */
-    std::vector<unsigned> slept; /* seconds, of each sleep that was not slept */
+    std::vector<time_t> pauses;  /* seconds, of each that was not waited for */
     std::deque<time_t> clock;    /* what time tells, its last for ever; empty: the real time */
-    std::deque<time_t> uptime;   /* likewise, what the monotonic clock tells */
     unsigned clock_readings = 0;
 };
 extern fake_process process;

@@ -4,50 +4,74 @@
 #include "helpers.h"
 
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <sys/stat.h>
 
 namespace fs = std::filesystem;
 
-TEST(files, links_are_never_followed)
+TEST(files, what_stands_in_the_way_is_replaced_and_never_followed)
+{
+    for (const bool appends : {true, false}) {
+        temp_dir dir;
+        const std::string target = dir.write("target", "kept");
+        fs::create_hard_link(target, dir.path("second name"));
+        fs::create_symlink(target, dir.path("link"));
+        fs::create_symlink(dir.path("nowhere"), dir.path("dangling"));
+        ASSERT_EQ(mkfifo(dir.path("fifo").c_str(), 0600), 0);
+        fs::create_directory(dir.path("directory"));
+        fs::create_directories(dir.path("kept/file~/too"));
+        fs::create_directory(dir.path("kept/file"));
+        dir.write("plain", "earlier");
+        static const struct {
+            const char *name;
+            int error; /* 0: opened */
+        } cases[] = {
+            {"new",         0        },
+            {"plain",       0        },
+            {"second name", 0        },
+            {"fifo",        0        }, /* without a reader: it must not wait for one */
+            {"link",        0        },
+            {"dangling",    0        },
+            {"directory",   0        },
+            {"kept/file",   ENOTEMPTY}, /* where not even that can be taken away */
+            {"no/file",     ENOENT   },
+        };
+        for (const auto &c : cases) {
+            SCOPED_TRACE(c.name);
+            const std::string path = dir.path(c.name);
+            errno = 0;
+            file_ptr f = appends ? append_file(path.c_str()) : create_file(path.c_str());
+            EXPECT_EQ(f ? 0 : errno, c.error);
+            if (!f) continue;
+            EXPECT_EQ(fcntl(fileno(f.get()), F_GETFD), FD_CLOEXEC);
+            fputs("new", f.get());
+            f.reset();
+            const bool is_kept = appends && strcmp(c.name, "plain") == 0;
+            EXPECT_EQ(content_of(path), is_kept ? "earliernew" : "new");
+        }
+        EXPECT_EQ(content_of(target), "kept");
+        EXPECT_FALSE(fs::exists(dir.path("nowhere")));
+    }
+}
+
+TEST(files, only_a_regular_file_is_data)
 {
     temp_dir dir;
-    const std::string target = dir.write("target", "kept");
-    fs::create_hard_link(target, dir.path("second name"));
-    fs::create_symlink(target, dir.path("link"));
-    fs::create_symlink(dir.path("nowhere"), dir.path("dangling"));
     ASSERT_EQ(mkfifo(dir.path("fifo").c_str(), 0600), 0);
-    static const struct {
-        const char *name;
-        int append_error; /* 0: opened */
-        int create_error;
-    } cases[] = {
-        {"new",         0,      0     },
-        {"target",      EEXIST, 0     }, /* while it has two names */
-        {"second name", 0,      0     },
-        {"fifo",        ENXIO,  0     }, /* without a reader: it must not wait for one */
-        {"link",        ELOOP,  ELOOP },
-        {"dangling",    ELOOP,  ELOOP },
-        {".",           EISDIR, EISDIR},
-        {"no/file",     ENOENT, ENOENT},
-    };
-    for (const auto &c : cases) {
-        SCOPED_TRACE(c.name);
-        const std::string path = dir.path(c.name);
-        const auto try_with = [&path](file_ptr (*open)(const char *), int error, const char *addition) {
-            errno = 0;
-            const file_ptr f = open(path.c_str());
-            EXPECT_EQ(f ? 0 : errno, error);
-            if (!f) return;
-            EXPECT_EQ(fcntl(fileno(f.get()), F_GETFD), FD_CLOEXEC);
-            fputs(addition, f.get());
-        };
-        try_with(append_file, c.append_error, "lost");
-        try_with(create_file, c.create_error, "new");
-        try_with(append_file, c.create_error, " more");
-        EXPECT_TRUE(c.create_error || content_of(path) == "new more");
+    fs::create_symlink(dir.write("file", "text"), dir.path("link"));
+    for (const auto &[name, is_data] : {
+             std::pair{"file", true },
+             {"link", true },
+             {"fifo", false},
+             {".",    false}
+    }) {
+        const std::string path = dir.path(name);
+        file_ptr f;
+        EXPECT_EQ(written_to(stderr, [&] { f = open_data_file(path.c_str()); }),
+                  is_data ? "" : path + ": not a regular file\n");
+        EXPECT_EQ(f != nullptr, is_data);
     }
-    EXPECT_TRUE(is_symlink(dir.path("link").c_str()) && is_symlink(dir.path("dangling").c_str()));
 }
 
 TEST(files, what_does_not_reach_the_disk_is_reported)

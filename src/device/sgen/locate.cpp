@@ -40,7 +40,7 @@ void start_locate(Dev *dev)
     }
     if (dev->locate_pid != 0) return;
 
-    reset_signals_in_child(); /* the menu it is started from holds them */
+    reset_signals(); /* the menu it is started from holds them */
     /* However the program ends, the light must not go on blinking. */
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent) _exit(0);
