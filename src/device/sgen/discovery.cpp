@@ -2,10 +2,14 @@
 
 #include "base/handles.h"
 #include "base/settings.h"
+#include "base/trace.h"
 #include "device/dev.h"
+#include "device/sgen/cycling.h"
 #include "device/sgen/identify.h"
+#include "device/sgen/locate.h"
 #include "device/sgen/operations.h"
 #include "device/sgen/sysfs.h"
+#include "device/sgen/transport.h"
 
 #include <cstdio>
 #include <cstring>
@@ -15,13 +19,22 @@ namespace sgen
 
 constexpr unsigned type_disk = 0; /* peripheral device type, SPC */
 
+static constexpr dev_operations sgen_operations = {
+    .do_load_unload = do_unload_load,
+    .get_SMART = get_SMART,
+    .fw_update = fw_update,
+    .start_locate = start_locate,
+    .end_locate = end_locate,
+    .dump_all_log_pages = nullptr,
+    .get_fw_version = get_fw_version,
+    .scsi_cmd_out = scsi_cmd_out,
+    .scsi_cmd_in = scsi_cmd_in,
+    .is_Tirsel_3 = is_Tirsel_3,
+    .get_device_info = get_device_info,
+};
+
 namespace
 {
-struct free_dev {
-    void operator()(Dev *dev) const { free_one_dev(dev); }
-};
-using dev_ptr = std::unique_ptr<Dev, free_dev>;
-
 struct scsi_address {
     unsigned host;
     unsigned target;
@@ -59,32 +72,18 @@ static bool begins_with(const text &t, const char *prefix)
     return t && t->starts_with(prefix);
 }
 
-static void install_operations(Dev *dev)
-{
-    dev->do_load_unload = do_unload_load;
-    dev->get_SMART = get_SMART;
-    dev->fw_update = fw_update;
-    dev->start_locate = start_locate;
-    dev->end_locate = end_locate;
-    dev->get_fw_version = get_fw_version;
-    dev->scsi_cmd_out = scsi_cmd_out;
-    dev->scsi_cmd_in = scsi_cmd_in;
-    dev->is_Tirsel_3 = is_Tirsel_3;
-    dev->get_device_info = get_device_info;
-}
-
 /* Opens the sg node of a SCSI device that is a disk. Returns 1, or 0 when it is none or has no node that
  * opens. */
 static int open_disk(Dev *dev, const std::string &hcil)
 {
     const unsigned type = get_uint_from_file(device_attribute(hcil, "type").c_str());
     if (type != type_disk) {
-        if (verbose) fprintf(stderr, "%s is not a DISK but type %u\n", hcil.c_str(), type);
+        trace("%s is not a DISK but type %u\n", hcil.c_str(), type);
         return 0;
     }
     const text node = link_target_name(device_attribute(hcil, "generic"));
     if (!node) {
-        if (verbose) fprintf(stderr, "Failed to read generic device link\n");
+        trace("Failed to read generic device link\n");
         return 0;
     }
     return open_sg_node(dev, *node);
@@ -96,12 +95,12 @@ static dev_ptr scan_one_device(GList *devlist, const char *name)
     scsi_address address;
     if (!parse_address(name, &address)) return nullptr;
     if (ignore_host(address.host)) {
-        if (verbose) fprintf(stderr, "%u:0:%u:0 is USB\n", address.host, address.target);
+        trace("%u:0:%u:0 is USB\n", address.host, address.target);
         return nullptr;
     }
 
     const std::string hcil = name;
-    dev_ptr dev(new_dev());
+    dev_ptr dev(new_dev(sgen_operations));
     dev->unit_host = address.host;
     dev->slot_id = address.target;
     if (!open_disk(dev.get(), hcil)) return nullptr;
@@ -116,32 +115,29 @@ static dev_ptr scan_one_device(GList *devlist, const char *name)
 
     dev->adapter = find_block(hcil);
     if (verbose) {
-        fprintf(stderr, "Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n",
-                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
-                shown_on(stderr, dev->rev).c_str(), shown_on(stderr, dev->serial).c_str());
-        fprintf(stderr, "Adding new %s [%d,%d] V=%s M=%s R=%s I=%s\n", shown(dev->adapter),
-                static_cast<int>(dev->unit_host), static_cast<int>(dev->slot_id),
-                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
-                shown_on(stderr, dev->rev).c_str(), dev->image ? dev->image : "(null)");
+        say("Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n", shown_on(stderr, dev->vendor).c_str(),
+            shown_on(stderr, dev->model).c_str(), shown_on(stderr, dev->rev).c_str(),
+            shown_on(stderr, dev->serial).c_str());
+        say("Adding new %s [%d,%d] V=%s M=%s R=%s I=%s\n", shown(dev->adapter),
+            static_cast<int>(dev->unit_host), static_cast<int>(dev->slot_id),
+            shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
+            shown_on(stderr, dev->rev).c_str(), dev->image ? dev->image : "(null)");
     }
-    install_operations(dev.get());
     return dev;
 }
 
 GList *scan_devices_sgen(GList *devlist)
 {
-    if (verbose) fprintf(stderr, "scan_devices_sgen(devlist=%p)\n", static_cast<void *>(devlist));
+    trace("scan_devices_sgen(devlist=%p)\n", static_cast<void *>(devlist));
     const dir_ptr dir(opendir(scsi_device_root));
     if (!dir) {
-        perror(scsi_device_root);
+        report_error(scsi_device_root);
         return nullptr;
     }
-    if (verbose)
-        fprintf(stderr, "\"%s\" opened successfully, handle=%p\n", scsi_device_root,
-                static_cast<void *>(dir.get()));
+    trace("\"%s\" opened successfully, handle=%p\n", scsi_device_root, static_cast<void *>(dir.get()));
 
     while (const dirent *entry = readdir(dir.get())) {
-        if (verbose) fprintf(stderr, "Entry \"%s\"\n", entry->d_name);
+        trace("Entry \"%s\"\n", entry->d_name);
         dev_ptr dev = scan_one_device(devlist, entry->d_name);
         if (dev) devlist = g_list_insert_sorted(devlist, dev.release(), compare_devices);
     }

@@ -1,8 +1,10 @@
-/* locate.cpp - making a drive recognisable by its activity light. */
+#include "device/sgen/locate.h"
+
 #include "base/signals.h"
+#include "base/trace.h"
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
-#include "device/sgen/operations.h"
+#include "device/sgen/transport.h"
 
 #include <csignal>
 #include <cstdio>
@@ -35,7 +37,7 @@ void start_locate(Dev *dev)
     const pid_t parent = getpid();
     dev->locate_pid = fork();
     if (dev->locate_pid == -1) {
-        perror("fork");
+        report_error("fork");
         return;
     }
     if (dev->locate_pid != 0) return;
