@@ -26,7 +26,7 @@ static void cycle_ATA(Dev *dev, uint32_t count)
     trace("Initial Load");
     scsi_cmd_nodata(dev, far_end, far_len);
     trace("\n");
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
         trace("Unload");
         scsi_cmd_nodata(dev, first_end, first_len);
         trace(" Load");
@@ -69,12 +69,12 @@ void do_unload_load(Dev *dev, uint32_t count)
 {
     const bool is_scsi = dev->interface == interface_scsi;
     trace("Doing UNLOAD/LOAD on %s device %s\n", is_scsi ? "SCSI" : "SATA", device_name(dev));
+    /* A request to end the program shortens the cycling; it must not leave a drive's cache switched off. */
+    const hold_signals hold;
     if (!is_scsi) {
         cycle_ATA(dev, count);
         return;
     }
-    /* A request to end the program shortens the cycling; it must not leave a drive's cache switched off. */
-    const hold_signals hold;
     const uint32_t old_rcd = set_RCD(dev, 1); /* the reads must reach the medium, not the cache */
     cycle_SCSI(dev, count);
     set_RCD(dev, old_rcd);

@@ -2,6 +2,7 @@
 
 #include "base/files.h"
 #include "base/settings.h"
+#include "base/signals.h"
 #include "base/trace.h"
 #include "device/cdb.h"
 #include "device/storelib/ata_passthrough.h"
@@ -30,7 +31,7 @@ static void cycle_SCSI(Dev *dev, uint32_t count)
     trace("Initial Load");
     SCSI_cmd_in(dev, load, load_len, block.data(), block.size());
     trace("\n");
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
         trace("Unload");
         SCSI_cmd_in(dev, unload, unload_len, block.data(), block.size());
         trace(" Load");
@@ -42,7 +43,7 @@ static void cycle_SCSI(Dev *dev, uint32_t count)
 static void cycle_SATA(Dev *dev, uint32_t count)
 {
     const uint8_t far_command = dev->maxlba <= ATA_MAX_LBA_28_BIT ? ATA_READ_VERIFY : ATA_READ_VERIFY_EXT;
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
         SATA_cmd_nodata(dev, ATA_READ_VERIFY, 0, 1, 0);
         SATA_cmd_nodata(dev, far_command, 0, 1, dev->maxlba);
     }
@@ -52,6 +53,7 @@ void do_unload_load(Dev *dev, uint32_t count)
 {
     const bool is_ata = dev->interface == interface_ata;
     trace("Doing UNLOAD/LOAD on %s device %s\n", is_ata ? "SATA" : "SCSI", device_name(dev));
+    const hold_signals hold; /* a request to end the program is obeyed between two cycles */
     if (is_ata)
         cycle_SATA(dev, count);
     else

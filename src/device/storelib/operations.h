@@ -6,7 +6,8 @@
 namespace storelib
 {
 
-/* Sends the heads `count` times between the first and the last block. Failing commands do not end it. */
+/* Sends the heads `count` times between the first and the last block. Failing commands do not end it; a
+ * request to end the program does, between two cycles. */
 void do_unload_load(Dev *dev, uint32_t count);
 
 /* The command line of the controller's own flashing tool; null when none is installed. */
