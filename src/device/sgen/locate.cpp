@@ -51,7 +51,8 @@ void start_locate(Dev *dev)
 
 void end_locate(Dev *dev)
 {
-    if (dev->locate_pid != -1) kill(dev->locate_pid, SIGKILL);
+    /* To kill, a pid that is not positive is a group of processes, or every one there is. */
+    if (dev->locate_pid > 0) kill(dev->locate_pid, SIGKILL);
     dev->locate_pid = -1;
 }
 
