@@ -32,11 +32,12 @@ static reply send(Dev *dev, uint8_t dir, const uint8_t *cdb, size_t cdblen, cons
     return pass_through(dev, SL_SCSI_PASSTHRU, std::move(buffer));
 }
 
-/* Tells the SCSI status of a command that failed. One without data that failed with status 0 is worth no word
- * in a quiet run. */
+/* Tells the SCSI status of a command that failed. One that was not sent has none, and one without data that
+ * failed with status 0 is worth no word in a quiet run. */
 static void report_failure(const reply &r, bool has_data)
 {
-    const uint8_t status = r.buffer.empty() ? 0 : r.buffer[offsetof(_SL_SCSI_PASSTHRU_T, scsiStatus)];
+    if (r.buffer.empty()) return;
+    const uint8_t status = r.buffer[offsetof(_SL_SCSI_PASSTHRU_T, scsiStatus)];
     if (has_data || status != 0 || verbose) say("Scsi status: 0x%X\n", status);
 }
 

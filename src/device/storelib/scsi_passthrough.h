@@ -11,7 +11,7 @@ namespace storelib
 
 /* Send a SCSI command of cdblen (at most 16) bytes without data, with `size` bytes received into buffer, or
  * with `size` bytes sent from it. Return 1; 0 after a message with the SCSI status, buffer then unchanged.
- * The first completes the set:
+ * Without a message when nothing was sent, since no command has that length. The first completes the set:
  * every command that the program sends this way has data. */
 int SCSI_cmd_nodata(Dev *dev, const uint8_t *cdb, size_t cdblen);
 int SCSI_cmd_in(Dev *dev, const uint8_t *cdb, size_t cdblen, void *buffer, size_t size);
