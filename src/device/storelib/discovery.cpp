@@ -93,11 +93,12 @@ static bool read_drive_info(const controller *ctrl, uint16_t deviceId, _MR_PD_IN
     return false;
 }
 
-/* Takes from the controller's copy of the INQUIRY data what the drive itself did not tell. */
+/* Takes from the controller's copy of the INQUIRY data what the drive itself did not tell. A blank text that
+ * it told stands. */
 static void fill_from_inquiry(Dev *dev, const _MR_PD_INFO &pd_info)
 {
     const auto fill = [&pd_info](text *t, const text_field &field) {
-        if (!*t || (*t)->empty()) *t = extract_string(pd_info.inquiryData, sizeof pd_info.inquiryData, field);
+        if (!*t) *t = extract_string(pd_info.inquiryData, sizeof pd_info.inquiryData, field);
     };
     fill(&dev->vendor, inquiry_vendor);
     fill(&dev->model, inquiry_model);
