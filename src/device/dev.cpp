@@ -9,7 +9,7 @@ constexpr size_t device_name_size = 64;
 
 const char *device_name(const Dev *dev)
 {
-    static char name[device_name_size];
+    static thread_local char name[device_name_size];
     snprintf(name, sizeof name, "%s [%d,%d]", shown(dev->adapter), static_cast<int>(dev->unit_host),
              static_cast<int>(dev->slot_id));
     return name;
@@ -25,7 +25,7 @@ gint compare_devices(gconstpointer a, gconstpointer b)
 
 static bool is_same_text(const text &a, const text &b)
 {
-    return a == b;
+    return a && b && *a == *b;
 }
 
 bool is_same_drive(const Dev *a, const Dev *b)
@@ -40,6 +40,11 @@ void is_in_list(gpointer data, gpointer user_data)
     auto *found = static_cast<Dev *>(user_data);
     if (!is_same_drive(listed, found)) return;
     found->selected = 0;
+    if (found->serial->empty() || *found->serial == unknown_serial)
+        say("[%u,%u] taken for %s [%u,%u] and not listed: both are \"%s\" \"%s\", serial number \"%s\"\n",
+            found->unit_host, found->slot_id, shown(listed->adapter), listed->unit_host, listed->slot_id,
+            shown_on(stderr, found->vendor).c_str(), shown_on(stderr, found->model).c_str(),
+            found->serial->c_str());
 }
 
 bool is_new_device(GList *list, Dev *dev)

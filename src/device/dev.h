@@ -66,18 +66,20 @@ struct Dev : dev_operations {
  */
 Dev *new_dev(const dev_operations &ops);
 
-/* "<adapter> [<unit_host>,<slot_id>]", at most 63 characters, in one static buffer that every call
- * overwrites. */
+/* "<adapter> [<unit_host>,<slot_id>]", at most 63 characters, in one static buffer of the calling
+ * thread that every call overwrites. */
 const char *device_name(const Dev *dev);
 
 /* Order of the device list: by unit_host, then slot_id, each as an unsigned difference taken as signed. */
 gint compare_devices(gconstpointer a, gconstpointer b);
 
-/* True when two records name the same vendor, model and serial. */
+/* True when two records name the same vendor, model and serial. What a drive did not tell equals nothing: two
+ * drives that keep silent are two. */
 bool is_same_drive(const Dev *a, const Dev *b);
 
 /* List callback; user_data is a newly found drive. Clears its `selected` when the listed drive `data` is the
- * same: two roads lead to one drive, and the first found is kept. */
+ * same: two roads lead to one drive, and the first found is kept. Says so where the serial numbers are equal
+ * without being any, for these may be two drives. */
 void is_in_list(gpointer data, gpointer user_data);
 
 /* Marks dev as kept unless `list` holds the same drive already. Returns true when it is new. */
