@@ -16,7 +16,7 @@
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
 
-uint32_t scsi_error;
+thread_local uint32_t scsi_error;
 
 namespace sgen
 {
