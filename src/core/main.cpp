@@ -160,7 +160,7 @@ static int run_mode(const run_options &opts, const run_paths &paths)
 {
     vendormap = load_vendormap(paths.vendormapname.c_str());
     sgen::init_sgen(opts.reldir);
-    storelib::init_storelib(opts.reldir);
+    storelib::init_storelib(opts.reldir, get_wb_mode);
     GList *devlist = sgen::scan_devices_sgen(nullptr);
     devlist = storelib::scan_devices_storelib(devlist);
 

@@ -1,13 +1,48 @@
-/* ata.h - ATA commands (ACS) that both back-ends send, and what some of them want in their registers. */
+/* ata.h - ATA commands (ACS) by the names that the standard gives them, and what some want in their
+ * registers. */
 #pragma once
 
 #include <cstdint>
 
-constexpr uint8_t ATA_READ_VERIFY = 0x40;
-constexpr uint8_t ATA_READ_VERIFY_EXT = 0x42;
-constexpr uint8_t ATA_SMART = 0xB0;
-constexpr uint8_t ATA_IDENTIFY_DEVICE = 0xEC;
+enum ata_command : uint8_t {
+    ATA_READ_SECTORS = 0x20,
+    ATA_READ_SECTORS_EXT = 0x24,
+    ATA_READ_DMA_EXT = 0x25,
+    ATA_WRITE_DMA_EXT = 0x35,
+    ATA_READ_VERIFY = 0x40,
+    ATA_READ_VERIFY_EXT = 0x42,
+    ATA_READ_LOG_DMA_EXT = 0x47,
+    ATA_WRITE_LOG_DMA_EXT = 0x57,
+    ATA_READ_FPDMA_QUEUED = 0x60,
+    ATA_WRITE_FPDMA_QUEUED = 0x61,
+    ATA_DOWNLOAD_MICROCODE = 0x92,
+    ATA_SMART = 0xB0,
+    ATA_DEVICE_CONFIGURATION = 0xB1,
+    ATA_READ_DMA = 0xC8,
+    ATA_WRITE_DMA = 0xCA,
+    ATA_STANDBY_IMMEDIATE = 0xE0,
+    ATA_CHECK_POWER_MODE = 0xE5,
+    ATA_IDENTIFY_DEVICE = 0xEC,
+    ATA_SET_FEATURES = 0xEF,
+    ATA_SECURITY_SET_PASSWORD = 0xF1,
+    ATA_SECURITY_UNLOCK = 0xF2,
+    ATA_SECURITY_ERASE_PREPARE = 0xF3,
+    ATA_SECURITY_ERASE_UNIT = 0xF4,
+    ATA_SECURITY_DISABLE_PASSWORD = 0xF6,
+    ATA_IDLE_IMMEDIATE = 0xE1,
+};
 
-constexpr uint8_t ATA_SMART_READ_DATA = 0xD0;       /* feature */
+/* Features: the sub-commands of SMART, IDLE IMMEDIATE and DEVICE CONFIGURATION. */
+enum ata_feature : uint8_t {
+    ATA_SMART_READ_DATA = 0xD0,
+    ATA_SMART_READ_ATTRIBUTE_THRESHOLDS = 0xD1,
+    ATA_SMART_READ_LOG = 0xD5,
+    ATA_SMART_WRITE_LOG = 0xD6,
+    ATA_IDLE_UNLOAD = 0x44,
+    ATA_DEVICE_CONFIGURATION_RESTORE = 0xC0,
+    ATA_DEVICE_CONFIGURATION_IDENTIFY = 0xC2,
+    ATA_DEVICE_CONFIGURATION_SET = 0xC3,
+};
+
 constexpr uint64_t ATA_SMART_SIGNATURE = 0xC24F00;  /* LBA */
 constexpr uint64_t ATA_MAX_LBA_28_BIT = 0x0FFFFFFF; /* above it, the EXT command is needed */

@@ -1,5 +1,6 @@
 #include "device/cdb.h"
 
+#include "base/trace.h"
 #include "device/bytes.h"
 
 #include <cstdarg>
@@ -123,7 +124,7 @@ size_t build_CDB(uint8_t *cdb, uint32_t command, lba_t lba, unsigned long length
 {
     const SCSI_op *op = find_op(command);
     if (!op) {
-        fprintf(stderr, "Unknown command %02Xh\n", command);
+        say("Unknown command %02Xh\n", command);
         return 0;
     }
 

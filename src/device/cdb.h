@@ -50,7 +50,8 @@ enum cdb_option : uint32_t {
     CDB_LOG_SELECT_SUBPAGE_CODE = 14,
 };
 
-/* Field setters: each changes the named bytes only and cuts the value to the field's width. */
+/* Field setters: each changes the named bytes only and cuts the value to the field's width. Those of 12-byte
+ * blocks complete the set; no command of the table is that long. */
 void set_cdb6_count(uint8_t *cdb, unsigned long count);  /* byte 4 */
 void set_cdb6_lba(uint8_t *cdb, lba_t lba);              /* bytes 1 (bits 0-4) to 3: 21 bits */
 void set_cdb10_count(uint8_t *cdb, unsigned long count); /* bytes 7-8 */

@@ -1,10 +1,14 @@
 #include "device/identity.h"
 
+#include "device/bytes.h"
+#include "device/cdb.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstring>
 #include <strings.h>
 
+constexpr uint32_t vpd_unit_serial_number = 0x80;
 constexpr size_t short_serial_len = 8;
 
 /* Cut at a NUL: what follows one would be neither shown nor compared by anything that takes it for text. */
@@ -34,6 +38,23 @@ std::string extract_string(const uint8_t *data, size_t nbytes, const text_field 
     strip_trailing_space(s);
     end_at_nul(s);
     return s;
+}
+
+static bool inquire_serial_page(Dev *dev, data_in_command *scsi_cmd_in, std::vector<uint8_t> *page)
+{
+    cdb_t cdb;
+    const size_t cdblen =
+        build_CDB(cdb, INQUIRY, 0, page->size(), CDB_VPD, vpd_unit_serial_number, CDB_OPTION_END);
+    return scsi_cmd_in(dev, cdb, cdblen, page->data(), page->size()) != 0;
+}
+
+std::vector<uint8_t> read_serial_page(Dev *dev, data_in_command *scsi_cmd_in)
+{
+    std::vector<uint8_t> page(vpd_header_size);
+    if (!inquire_serial_page(dev, scsi_cmd_in, &page)) return {};
+    page.assign(get_be(page.data() + 2, 2) + vpd_header_size, 0);
+    if (!inquire_serial_page(dev, scsi_cmd_in, &page)) return {};
+    return page;
 }
 
 static bool has_short_serial(const text &vendor, const text &model)

@@ -6,12 +6,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 constexpr size_t identify_size = 512; /* IDENTIFY DEVICE data (ACS) */
 constexpr size_t inquiry_size = 96;   /* standard INQUIRY data as this program asks for it (SPC) */
 constexpr size_t vpd_header_size = 4; /* peripheral byte, page code, page length (big-endian) */
-
-constexpr uint32_t vpd_unit_serial_number = 0x80;
 
 /* Word ranges of IDENTIFY DEVICE data, inclusive. */
 struct identify_words {
@@ -38,6 +37,13 @@ std::string ATA_strdup(const uint8_t *ptr, unsigned first, unsigned last);
 /* The text of a fixed-width field of `nbytes` bytes of data: what of it lies inside the data, less trailing
  * white space, ended by a NUL if one stands in it. Leading white space is kept. */
 std::string extract_string(const uint8_t *data, size_t nbytes, const text_field &field);
+
+/* A back-end's way to send a command that receives data (see scsi_cmd_in in dev.h). */
+using data_in_command = int(Dev *dev, const uint8_t *cdb, size_t cdblen, void *datap, size_t datalen);
+
+/* Reads the unit serial number page (SPC, VPD page 80h) whole, header included: first its length, then as
+ * much. Empty when the drive refuses it; bytes that the drive did not send are 0. */
+std::vector<uint8_t> read_serial_page(Dev *dev, data_in_command *scsi_cmd_in);
 
 /* The serial number in a unit serial number page of `nbytes` bytes: what stands behind its header, less
  * leading white space. Drives of one maker append further characters to theirs: theirs are cut to 8. */

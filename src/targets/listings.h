@@ -10,6 +10,3 @@ void list_one_device(gpointer data, gpointer user_data);
 /* List callback: the result line of a selected drive after an unattended update, flushed at once,
  * adapter,host,slot,SUCCESS or FAILED,old revision,revision now; */
 void list_one_download_status(gpointer data, gpointer user_data);
-
-/* List callback: the whole record on the error stream. */
-void dump_one_device(gpointer data, gpointer user_data);

@@ -1,6 +1,7 @@
 #include "targets/targets.h"
 
 #include "base/pattern.h"
+#include "base/trace.h"
 #include "device/dev.h"
 
 #include <cctype>
@@ -21,7 +22,7 @@ int valid_targets(const char *s)
     std::string error;
     const regex_ptr pattern = compile_pattern(target_list_pattern, REG_EXTENDED | REG_NOSUB, &error);
     if (!pattern) {
-        fprintf(stderr, "Error in targets pattern: %s\n", error.c_str());
+        say("Error in targets pattern: %s\n", error.c_str());
         return 0;
     }
     return regexec(pattern.get(), s, 0, nullptr, 0) == 0;

@@ -4,7 +4,6 @@
 #include "base/signals.h"
 #include "catalogue/match.h"
 #include "device/dev.h"
-#include "targets/listings.h"
 #include "targets/marks.h"
 #include "targets/targets.h"
 #include "ui/dialogs.h"

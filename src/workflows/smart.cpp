@@ -5,7 +5,6 @@
 #include "catalogue/map.h"
 #include "catalogue/match.h"
 #include "device/dev.h"
-#include "targets/listings.h"
 #include "targets/marks.h"
 #include "ui/menu.h"
 #include "workflows/columns.h"

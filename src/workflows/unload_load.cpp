@@ -4,7 +4,6 @@
 #include "catalogue/map.h"
 #include "catalogue/match.h"
 #include "device/dev.h"
-#include "targets/listings.h"
 #include "targets/marks.h"
 #include "workflows/drive_list.h"
 

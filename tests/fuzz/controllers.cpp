@@ -3,7 +3,7 @@
 
 #include "device/storelib/controller.h"
 #include "device/storelib/discovery.h"
-#include "device/storelib/operations.h"
+#include "device/storelib/log_pages.h"
 
 #include <strings.h>
 
@@ -26,7 +26,7 @@ static void use_drive(Dev *dev)
 /* Controllers and their drives, in any number. */
 void library(input &)
 {
-    storelib::init_storelib({});
+    storelib::init_storelib({}, nullptr);
     GList *drives = storelib::scan_devices_storelib(nullptr);
     for (const GList *node = drives; node; node = node->next) {
         assert(!node->next || compare_devices(node->payload, node->next->payload) <= 0);

@@ -4,8 +4,8 @@
 #include "device/bytes.h"
 #include "device/cdb.h"
 #include "device/identity.h"
+#include "device/sgen/caching.h"
 #include "device/sgen/identify.h"
-#include "device/sgen/operations.h"
 #include "workflows/smart_page.h"
 
 #include <strings.h>

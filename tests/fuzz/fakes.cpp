@@ -62,7 +62,7 @@ static uint32_t answer_library(_SL_LIB_CMD_PARAM_T *request)
 
 std::unique_ptr<Dev, free_dev> fake_drive(char interface)
 {
-    std::unique_ptr<Dev, free_dev> dev(new_dev());
+    std::unique_ptr<Dev, free_dev> dev(new_dev({}));
     dev->interface = interface;
     dev->fd = INT16_MAX;
     dev->ProcessLibCommand = reinterpret_cast<void *>(answer_library);

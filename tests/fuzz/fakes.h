@@ -23,10 +23,6 @@ struct input {
 
 extern std::string file_content; /* of every file */
 
-struct free_dev {
-    void operator()(Dev *dev) const { free_one_dev(dev); }
-};
-
 /* A record for either back-end. Over SG_IO an answer is a byte that is 0 when all goes well, else followed by
  * what goes wrong, and the data. The controller library, found wherever it is looked for, answers with pieces
  * that it writes over the request (length, two bytes of position, content; length 0 ends them), and a byte

@@ -56,7 +56,7 @@ ROWS = [  # drives of one controller or two, their lines in the listing, a line 
     (SAS + "answer=1201800004:0080ffff", SAS_LINE, 'Vendor="HGST", Model="HUS{c}ALS640", Rev="A1C4", Serial=""'),
     (X15 + " refuse=1201", X15 + "\n", "Scsi status: 0x2"),
     (SAS + "status=12:8", SAS_LINE, "Scsi status: 0x8"),  # the controller's copy of the data tells instead
-    (SAS + "short=12:12", SAS_LINE, 'Vendor="HGST", Model="", Rev="", Serial="SIM00019"'),
+    (SAS + "short=12:12", '{c},{c},0,HGST,"",,-,-;\n', 'Vendor="HGST", Model="", Rev="", Serial="SIM00019"'),
     (SAS + "refuse=1200 patch=lib-pd-info:12:41004200 patch=lib-pd-info:20:202020",
      '{c},{c},0,A,"   {c}ALS640",A1C4,-,-;\n', None),
     (ATA + "no-identify", ATA_BY_INQUIRY, "[QX]STPPassthru : ProcessLibCommandCall failed, rval = 0x2D"),

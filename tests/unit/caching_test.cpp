@@ -1,4 +1,4 @@
-#include "device/sgen/operations.h"
+#include "device/sgen/caching.h"
 #include "fakes.h"
 #include "helpers.h"
 

@@ -1,4 +1,6 @@
 #include "device/sgen/operations.h"
+
+#include "device/sgen/locate.h"
 #include "fakes.h"
 #include "helpers.h"
 

@@ -1,7 +1,9 @@
 /* Drives behind a controller: what is sent through its library, byte for byte, and what becomes of the
  * answers. */
-#include "device/storelib/operations.h"
-#include "device/storelib/passthrough.h"
+#include "device/storelib/abi.h"
+#include "device/storelib/ata_passthrough.h"
+#include "device/storelib/log_pages.h"
+#include "device/storelib/scsi_passthrough.h"
 #include "helpers.h"
 
 #include <deque>

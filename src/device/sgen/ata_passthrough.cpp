@@ -2,6 +2,7 @@
 
 #include "base/dump.h"
 #include "base/settings.h"
+#include "base/trace.h"
 
 #include <cstdio>
 #include <cstring>
@@ -31,37 +32,37 @@ constexpr uint8_t feature_is_key = 1; /* the row is for this feature only */
 constexpr uint8_t downloads = 2;      /* not interpreted */
 
 static const SATA_command SATA_cmd_tab[] = {
-  /* code feature protocol extend dir blk tlen device flags */
-    {0x20, 0x00, pio_in,   0, 1, 1, 2, 0x40, 0             }, /* READ SECTOR(S) */
-    {0x24, 0x00, pio_in,   1, 1, 1, 2, 0x40, 0             }, /* READ SECTOR(S) EXT */
-    {0x25, 0x00, dma,      1, 1, 1, 2, 0x40, 0             }, /* READ DMA EXT */
-    {0x35, 0x00, dma,      1, 0, 1, 2, 0x40, 0             }, /* WRITE DMA EXT */
-    {0x40, 0x00, non_data, 0, 1, 1, 0, 0x40, 0             }, /* READ VERIFY SECTOR(S) */
-    {0x42, 0x00, non_data, 1, 1, 1, 0, 0x40, 0             }, /* READ VERIFY SECTOR(S) EXT */
-    {0x47, 0x00, dma,      1, 1, 1, 2, 0x00, 0             }, /* READ LOG DMA EXT */
-    {0x57, 0x00, dma,      1, 0, 1, 2, 0x00, 0             }, /* WRITE LOG DMA EXT */
-    {0x60, 0x00, dma,      1, 1, 1, 2, 0x40, 0             }, /* READ FPDMA QUEUED */
-    {0x61, 0x00, dma,      1, 0, 1, 2, 0x40, 0             }, /* WRITE FPDMA QUEUED */
-    {0x92, 0x00, pio_out,  0, 0, 1, 2, 0x00, downloads     }, /* DOWNLOAD MICROCODE */
-    {0xB0, 0xD0, pio_in,   0, 1, 1, 2, 0x00, feature_is_key}, /* SMART READ DATA */
-    {0xB0, 0xD1, pio_in,   0, 1, 1, 2, 0x00, feature_is_key}, /* SMART READ ATTRIBUTE THRESHOLDS */
-    {0xB0, 0xD5, pio_in,   0, 1, 1, 2, 0x00, feature_is_key}, /* SMART READ LOG */
-    {0xB0, 0xD6, pio_out,  0, 0, 1, 2, 0x00, feature_is_key}, /* SMART WRITE LOG */
-    {0xB1, 0xC0, non_data, 0, 0, 0, 0, 0x00, feature_is_key}, /* DEVICE CONFIGURATION RESTORE */
-    {0xB1, 0xC2, pio_in,   0, 1, 0, 2, 0x00, feature_is_key}, /* DEVICE CONFIGURATION IDENTIFY */
-    {0xB1, 0xC3, pio_out,  0, 0, 0, 2, 0x00, feature_is_key}, /* DEVICE CONFIGURATION SET */
-    {0xC8, 0x00, dma,      0, 1, 1, 2, 0x40, 0             }, /* READ DMA */
-    {0xCA, 0x00, dma,      0, 0, 1, 2, 0x40, 0             }, /* WRITE DMA */
-    {0xE0, 0x00, non_data, 0, 0, 0, 0, 0x00, 0             }, /* STANDBY IMMEDIATE */
-    {0xE5, 0x00, non_data, 0, 0, 0, 0, 0x00, 0             }, /* CHECK POWER MODE */
-    {0xEC, 0x00, pio_in,   0, 1, 1, 2, 0x00, 0             }, /* IDENTIFY DEVICE */
-    {0xEF, 0x00, non_data, 0, 0, 0, 0, 0x00, 0             }, /* SET FEATURES */
-    {0xF1, 0x00, pio_out,  0, 0, 1, 2, 0x00, 0             }, /* SECURITY SET PASSWORD */
-    {0xF2, 0x00, pio_out,  0, 0, 1, 2, 0x00, 0             }, /* SECURITY UNLOCK */
-    {0xF3, 0x00, non_data, 0, 0, 1, 0, 0x00, 0             }, /* SECURITY ERASE PREPARE */
-    {0xF4, 0x00, pio_out,  0, 0, 1, 2, 0x00, 0             }, /* SECURITY ERASE UNIT */
-    {0xF6, 0x00, pio_out,  0, 0, 1, 2, 0x00, 0             }, /* SECURITY DISABLE PASSWORD */
-    {0xE1, 0x00, non_data, 0, 0, 1, 0, 0x00, 0             }, /* IDLE IMMEDIATE */
+  /* command_code, feature, protocol, extend, direction, byte_block, t_length, device, flags */
+    {ATA_READ_SECTORS,              0,                                   pio_in,   0, 1, 1, 2, 0x40, 0             },
+    {ATA_READ_SECTORS_EXT,          0,                                   pio_in,   1, 1, 1, 2, 0x40, 0             },
+    {ATA_READ_DMA_EXT,              0,                                   dma,      1, 1, 1, 2, 0x40, 0             },
+    {ATA_WRITE_DMA_EXT,             0,                                   dma,      1, 0, 1, 2, 0x40, 0             },
+    {ATA_READ_VERIFY,               0,                                   non_data, 0, 1, 1, 0, 0x40, 0             },
+    {ATA_READ_VERIFY_EXT,           0,                                   non_data, 1, 1, 1, 0, 0x40, 0             },
+    {ATA_READ_LOG_DMA_EXT,          0,                                   dma,      1, 1, 1, 2, 0,    0             },
+    {ATA_WRITE_LOG_DMA_EXT,         0,                                   dma,      1, 0, 1, 2, 0,    0             },
+    {ATA_READ_FPDMA_QUEUED,         0,                                   dma,      1, 1, 1, 2, 0x40, 0             },
+    {ATA_WRITE_FPDMA_QUEUED,        0,                                   dma,      1, 0, 1, 2, 0x40, 0             },
+    {ATA_DOWNLOAD_MICROCODE,        0,                                   pio_out,  0, 0, 1, 2, 0,    downloads     },
+    {ATA_SMART,                     ATA_SMART_READ_DATA,                 pio_in,   0, 1, 1, 2, 0,    feature_is_key},
+    {ATA_SMART,                     ATA_SMART_READ_ATTRIBUTE_THRESHOLDS, pio_in,   0, 1, 1, 2, 0,    feature_is_key},
+    {ATA_SMART,                     ATA_SMART_READ_LOG,                  pio_in,   0, 1, 1, 2, 0,    feature_is_key},
+    {ATA_SMART,                     ATA_SMART_WRITE_LOG,                 pio_out,  0, 0, 1, 2, 0,    feature_is_key},
+    {ATA_DEVICE_CONFIGURATION,      ATA_DEVICE_CONFIGURATION_RESTORE,    non_data, 0, 0, 0, 0, 0,    feature_is_key},
+    {ATA_DEVICE_CONFIGURATION,      ATA_DEVICE_CONFIGURATION_IDENTIFY,   pio_in,   0, 1, 0, 2, 0,    feature_is_key},
+    {ATA_DEVICE_CONFIGURATION,      ATA_DEVICE_CONFIGURATION_SET,        pio_out,  0, 0, 0, 2, 0,    feature_is_key},
+    {ATA_READ_DMA,                  0,                                   dma,      0, 1, 1, 2, 0x40, 0             },
+    {ATA_WRITE_DMA,                 0,                                   dma,      0, 0, 1, 2, 0x40, 0             },
+    {ATA_STANDBY_IMMEDIATE,         0,                                   non_data, 0, 0, 0, 0, 0,    0             },
+    {ATA_CHECK_POWER_MODE,          0,                                   non_data, 0, 0, 0, 0, 0,    0             },
+    {ATA_IDENTIFY_DEVICE,           0,                                   pio_in,   0, 1, 1, 2, 0,    0             },
+    {ATA_SET_FEATURES,              0,                                   non_data, 0, 0, 0, 0, 0,    0             },
+    {ATA_SECURITY_SET_PASSWORD,     0,                                   pio_out,  0, 0, 1, 2, 0,    0             },
+    {ATA_SECURITY_UNLOCK,           0,                                   pio_out,  0, 0, 1, 2, 0,    0             },
+    {ATA_SECURITY_ERASE_PREPARE,    0,                                   non_data, 0, 0, 1, 0, 0,    0             },
+    {ATA_SECURITY_ERASE_UNIT,       0,                                   pio_out,  0, 0, 1, 2, 0,    0             },
+    {ATA_SECURITY_DISABLE_PASSWORD, 0,                                   pio_out,  0, 0, 1, 2, 0,    0             },
+    {ATA_IDLE_IMMEDIATE,            0,                                   non_data, 0, 0, 1, 0, 0,    0             },
 };
 
 constexpr uint32_t max_byte = 0xFF;
@@ -102,22 +103,21 @@ static const SATA_command *find_command(uint8_t command, uint32_t feature)
 
 static void show_row(const SATA_command &row)
 {
-    fprintf(stderr, "command_code=%02Xh\n", row.command_code);
-    fprintf(stderr, "feature=%#x\n", row.feature);
-    fprintf(stderr, "protocol=%u\n", row.protocol);
-    fprintf(stderr, "extend=%u\n", row.extend);
-    fprintf(stderr, "direction=%u\n", row.direction);
-    fprintf(stderr, "byte_block=%u\n", row.byte_block);
-    fprintf(stderr, "t_length=%u\n", row.t_length);
-    fprintf(stderr, "device=%02Xh\n", row.device);
-    fprintf(stderr, "flags=%#x\n", row.flags);
+    say("command_code=%02Xh\n", row.command_code);
+    say("feature=%#x\n", row.feature);
+    say("protocol=%u\n", row.protocol);
+    say("extend=%u\n", row.extend);
+    say("direction=%u\n", row.direction);
+    say("byte_block=%u\n", row.byte_block);
+    say("t_length=%u\n", row.t_length);
+    say("device=%02Xh\n", row.device);
+    say("flags=%#x\n", row.flags);
 }
 
 size_t build_SAT_cdb(uint8_t *cdb, uint8_t command, uint32_t feature, uint32_t sector_count, lba_t lba)
 {
-    if (verbose)
-        fprintf(stderr, "build_SAT_cdb(..., command=%02Xh, feature=%02Xh, sector_count=%u, lba=%llu)\n",
-                command, feature, sector_count, static_cast<unsigned long long>(lba));
+    trace("build_SAT_cdb(..., command=%02Xh, feature=%02Xh, sector_count=%u, lba=%llu)\n", command, feature,
+          sector_count, static_cast<unsigned long long>(lba));
     const SATA_command *row = find_command(command, feature);
     if (!row) return 0;
     if (verbose) show_row(*row);

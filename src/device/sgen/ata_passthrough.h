@@ -30,7 +30,7 @@ struct ata_passthrough_16 {
 };
 static_assert(sizeof(ata_passthrough_16) == 16);
 
-/* SAT ATA PASS-THROUGH(12): never built here, only recognised in messages. */
+/* SAT ATA PASS-THROUGH(12): never built here, only recognised in messages, by where its command stands. */
 struct ata_passthrough_12 {
     uint8_t operation_code;
     uint8_t Reserved_0 : 1, protocol : 4, multiple_count : 3;

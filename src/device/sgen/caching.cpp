@@ -1,8 +1,9 @@
-/* caching.cpp - the read-cache switch that head cycling needs. */
+#include "device/sgen/caching.h"
+
 #include "base/dump.h"
-#include "base/settings.h"
+#include "base/trace.h"
 #include "device/cdb.h"
-#include "device/sgen/operations.h"
+#include "device/sgen/transport.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -13,8 +14,8 @@ namespace sgen
 
 constexpr uint32_t caching_page = 8;
 constexpr uint32_t current_values = 0;
-constexpr size_t mode_header_size =
-    4; /* MODE SENSE(6): data length, medium type, parameter, descriptor length */
+/* MODE SENSE(6) header: data length, medium type, parameter, descriptor length. */
+constexpr size_t mode_header_size = 4;
 constexpr size_t descriptor_length_at = 3;
 constexpr size_t rcd_byte = 2; /* in the page */
 constexpr uint8_t rcd_bit = 0x01;
@@ -53,7 +54,7 @@ static std::vector<uint8_t> read_caching_page(Dev *dev)
             if (holds_caching_page(data)) return data;
         }
     }
-    fprintf(stderr, "Failed to MODE SENSE Caching mode page 8h\n");
+    say("Failed to MODE SENSE Caching mode page 8h\n");
     return {};
 }
 
@@ -65,7 +66,7 @@ uint32_t set_RCD(Dev *dev, uint32_t rcd)
 
     uint8_t *page = data.data() + mode_header_size + data[descriptor_length_at];
     const uint32_t old = page[rcd_byte] & rcd_bit;
-    if (verbose) fprintf(stderr, "OLD RCD=%u, new rcd=%u\n", old, rcd);
+    trace("OLD RCD=%u, new rcd=%u\n", old, rcd);
     if (old == rcd) return old;
 
     page[0] = static_cast<uint8_t>(page[0] & ~ps_bit);
@@ -76,7 +77,7 @@ uint32_t set_RCD(Dev *dev, uint32_t rcd)
     const size_t cdblen =
         build_CDB(cdb, MODE_SELECT_6, 0, data.size(), CDB_MODE_SELECT_SP, 0, CDB_OPTION_END);
     if (!scsi_cmd_out(dev, cdb, cdblen, data.data(), data.size())) {
-        fprintf(stderr, "Failed to MODE SELECT Caching mode page 8h\n");
+        say("Failed to MODE SELECT Caching mode page 8h\n");
         return 0;
     }
     return old;

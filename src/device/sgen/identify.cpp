@@ -1,7 +1,7 @@
 #include "device/sgen/identify.h"
 
 #include "base/dump.h"
-#include "base/settings.h"
+#include "base/trace.h"
 #include "device/bytes.h"
 #include "device/cdb.h"
 #include "device/identity.h"
@@ -19,7 +19,6 @@ namespace sgen
 
 constexpr size_t capacity_size = 12;
 constexpr size_t dump_title_size = 128;
-constexpr char unknown_serial[] = "<unknown>";
 
 /* Where these drives keep their running revision in the unit serial number page. */
 constexpr text_field serial_page_revision = {32, 4};
@@ -36,16 +35,16 @@ constexpr unsigned has_long_sectors = 1U << 12;
 constexpr uint64_t max_28_bit_blocks = 0x0FFFFFFF;
 constexpr unsigned long default_sector_bytes = 512;
 
-int open_sg_node(Dev *dev, const std::string &name)
+bool open_sg_node(Dev *dev, const std::string &name)
 {
     const std::string node = "/dev/" + name;
     dev->fd = open(node.c_str(), O_RDWR | O_CLOEXEC);
-    if (dev->fd != -1) return 1;
-    perror(node.c_str());
-    return 0;
+    if (dev->fd != -1) return true;
+    report_error(node.c_str());
+    return false;
 }
 
-static int identify_device(Dev *dev, uint8_t *data)
+static bool identify_device(Dev *dev, uint8_t *data)
 {
     cdb_t cdb;
     const size_t cdblen = build_SAT_cdb(cdb, ATA_IDENTIFY_DEVICE, 0, 1, 0);
@@ -58,7 +57,7 @@ static uint64_t words(const uint8_t *identify, unsigned first, unsigned count)
 }
 
 /* The sg node of the drive at target:0 of channel 0, where discovery has not opened it yet. */
-static int open_by_address(Dev *dev)
+static bool open_by_address(Dev *dev)
 {
     const std::string hcil = format_text(path_size, "%u:0:%u:0", dev->unit_host, dev->slot_id);
     const text name = link_target_name(device_attribute(hcil, "generic"));
@@ -77,41 +76,25 @@ int get_ATA_info(Dev *dev)
     if (words(data, word_sector_size, 1) & has_long_sectors)
         dev->blklen = words(data, word_sector_words, 2) * 2;
 
-    /* Four words, although the 28-bit capacity has only two: what was measured with this program counts words
-     * 62-63 in, so they go on being counted. */
+    /* Four words on purpose, although the 28-bit capacity has two: this is the size that a drive has always
+     * had here. One that reports DMA modes in word 63 looks larger than it is, and its 48-bit capacity is
+     * then not asked. */
     dev->maxlba = words(data, word_capacity, 4);
     const bool addresses_48_bits = (words(data, word_command_sets, 1) & has_48_bit_mask) == has_48_bit;
     if (addresses_48_bits && dev->maxlba == max_28_bit_blocks) dev->maxlba = words(data, word_capacity_48, 4);
     --dev->maxlba;
 
-    if (verbose)
-        fprintf(stderr, "get_ATA_info() V:%s M:%s R:%s S:%s B:%u L:%llu\n",
-                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
-                shown_on(stderr, dev->rev).c_str(), shown_on(stderr, dev->serial).c_str(),
-                static_cast<unsigned>(dev->blklen), static_cast<unsigned long long>(dev->maxlba));
+    trace("get_ATA_info() V:%s M:%s R:%s S:%s B:%u L:%llu\n", shown_on(stderr, dev->vendor).c_str(),
+          shown_on(stderr, dev->model).c_str(), shown_on(stderr, dev->rev).c_str(),
+          shown_on(stderr, dev->serial).c_str(), static_cast<unsigned>(dev->blklen),
+          static_cast<unsigned long long>(dev->maxlba));
     return 1;
-}
-
-/* Reads the unit serial number page whole, header included: first its length, then as much. Empty when the
- * drive refuses it; bytes that the drive did not send are 0. */
-static std::vector<uint8_t> read_serial_page(Dev *dev)
-{
-    cdb_t cdb;
-    uint8_t header[vpd_header_size] = {};
-    size_t cdblen =
-        build_CDB(cdb, INQUIRY, 0, sizeof header, CDB_VPD, vpd_unit_serial_number, CDB_OPTION_END);
-    if (!scsi_cmd_in(dev, cdb, cdblen, header, sizeof header)) return {};
-
-    std::vector<uint8_t> page(get_be(header + 2, 2) + vpd_header_size);
-    cdblen = build_CDB(cdb, INQUIRY, 0, page.size(), CDB_VPD, vpd_unit_serial_number, CDB_OPTION_END);
-    if (!scsi_cmd_in(dev, cdb, cdblen, page.data(), page.size())) return {};
-    return page;
 }
 
 void get_SCSI_serial(Dev *dev)
 {
-    if (verbose) fprintf(stderr, "get_SCSI_serial(dev=%p)\n", static_cast<void *>(dev));
-    const std::vector<uint8_t> page = read_serial_page(dev);
+    trace("get_SCSI_serial(dev=%p)\n", static_cast<void *>(dev));
+    const std::vector<uint8_t> page = read_serial_page(dev, scsi_cmd_in);
     dev->serial =
         page.empty() ? unknown_serial : extract_serial(page.data(), page.size(), dev->vendor, dev->model);
 }
@@ -130,9 +113,9 @@ int rdcap(Dev *dev)
         return 1;
     }
 
-    if (verbose) fprintf(stderr, "READ CAPACITY(16) failed, trying READ CAPACITY(10)\n");
-    std::fill(std::begin(data), std::end(data),
-              uint8_t{0}); /* nothing of the failed command's is to be seen */
+    trace("READ CAPACITY(16) failed, trying READ CAPACITY(10)\n");
+    /* Nothing of the failed command's is to be seen. */
+    std::fill(std::begin(data), std::end(data), uint8_t{0});
     cdblen = build_CDB(cdb, READ_CAPACITY_10, 0, sizeof data, CDB_OPTION_END);
     if (!scsi_cmd_in(dev, cdb, cdblen, data, sizeof data)) return 0;
     dev->maxlba = get_be(data, 4);
@@ -153,7 +136,7 @@ void get_fw_version(Dev *dev)
         get_ATA_fw_version(dev);
         return;
     }
-    const std::vector<uint8_t> page = read_serial_page(dev);
+    const std::vector<uint8_t> page = read_serial_page(dev, scsi_cmd_in);
     if (page.empty()) {
         dev->serial = unknown_serial;
         return;

@@ -22,7 +22,7 @@ int rdcap(Dev *dev);
 void get_fw_version(Dev *dev);
 
 /* Opens "/dev/<name>" for reading and writing into dev->fd, close-on-exec: a flashing tool inherits no drive.
- * Returns 1, or 0 with a message. */
-int open_sg_node(Dev *dev, const std::string &name);
+ * Returns true, or false with a message. */
+bool open_sg_node(Dev *dev, const std::string &name);
 
 } // namespace sgen

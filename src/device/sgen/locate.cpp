@@ -1,8 +1,10 @@
-/* locate.cpp - making a drive recognisable by its activity light. */
+#include "device/sgen/locate.h"
+
 #include "base/signals.h"
+#include "base/trace.h"
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
-#include "device/sgen/operations.h"
+#include "device/sgen/transport.h"
 
 #include <csignal>
 #include <cstdio>
@@ -35,7 +37,7 @@ void start_locate(Dev *dev)
     const pid_t parent = getpid();
     dev->locate_pid = fork();
     if (dev->locate_pid == -1) {
-        perror("fork");
+        report_error("fork");
         return;
     }
     if (dev->locate_pid != 0) return;
@@ -49,7 +51,8 @@ void start_locate(Dev *dev)
 
 void end_locate(Dev *dev)
 {
-    if (dev->locate_pid != -1) kill(dev->locate_pid, SIGKILL);
+    /* To kill, a pid that is not positive is a group of processes, or every one there is. */
+    if (dev->locate_pid > 0) kill(dev->locate_pid, SIGKILL);
     dev->locate_pid = -1;
 }
 

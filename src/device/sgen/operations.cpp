@@ -2,6 +2,7 @@
 
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
+#include "device/sgen/transport.h"
 
 namespace sgen
 {

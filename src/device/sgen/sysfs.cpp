@@ -1,6 +1,7 @@
 #include "device/sgen/sysfs.h"
 
 #include "base/handles.h"
+#include "base/trace.h"
 
 #include <cctype>
 #include <cstdio>
@@ -39,9 +40,14 @@ text link_target_name(const std::string &path)
     return last_component(target);
 }
 
+std::string device_dir(const std::string &hcil)
+{
+    return format_text(path_size, "%s/%s/device", scsi_device_root, hcil.c_str());
+}
+
 std::string device_attribute(const std::string &hcil, const char *attribute)
 {
-    return format_text(path_size, "%s/%s/device/%s", scsi_device_root, hcil.c_str(), attribute);
+    return device_dir(hcil) + "/" + attribute;
 }
 
 bool ignore_host(uint32_t host)
@@ -64,8 +70,7 @@ static bool is_block_entry(const char *name)
 /* Older kernels: the device directory holds a link to its block device. */
 static text find_block_link(const std::string &hcil)
 {
-    const std::string path = device_attribute(hcil, "");
-    const dir_ptr dir(opendir(path.substr(0, path.size() - 1).c_str()));
+    const dir_ptr dir(opendir(device_dir(hcil).c_str()));
     if (!dir) return {};
     while (const dirent *entry = readdir(dir.get()))
         if (is_block_entry(entry->d_name)) return link_target_name(device_attribute(hcil, entry->d_name));
@@ -93,7 +98,7 @@ std::string find_block(const std::string &hcil)
     text block = find_block_link(hcil);
     if (!block) block = find_block_below(hcil);
     if (block) return *block;
-    fprintf(stderr, "Cannot determine block name of %s\n", hcil.c_str());
+    say("Cannot determine block name of %s\n", hcil.c_str());
     return "sdX";
 }
 

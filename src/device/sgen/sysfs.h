@@ -22,7 +22,8 @@ unsigned get_uint_from_file(const char *pathname);
 /* The last component of a symbolic link's target; absent when it can't be read. */
 text link_target_name(const std::string &path);
 
-/* "<scsi_device_root>/<hcil>/device/<attribute>". */
+/* "<scsi_device_root>/<hcil>/device", and "/<attribute>" behind it. */
+std::string device_dir(const std::string &hcil);
 std::string device_attribute(const std::string &hcil, const char *attribute);
 
 /* True when SCSI host `host` belongs to a driver whose disks are none of ours: USB mass storage, and the RAID

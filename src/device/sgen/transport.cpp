@@ -3,6 +3,7 @@
 #include "base/dump.h"
 #include "base/settings.h"
 #include "base/text.h"
+#include "base/trace.h"
 #include "device/cdb.h"
 #include "device/sgen/ata_passthrough.h"
 
@@ -15,7 +16,7 @@
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
 
-uint32_t scsi_error;
+thread_local uint32_t scsi_error;
 
 namespace sgen
 {
@@ -57,17 +58,17 @@ static std::string command_label(const uint8_t *cdb)
 static void show_ATA_registers(const uint8_t *d)
 {
     constexpr uint8_t extend = 1;
-    fprintf(stderr, "SENSE DATA:\n");
-    fprintf(stderr, "    error=%02x\n", d[3]);
+    say("SENSE DATA:\n");
+    say("    error=%02x\n", d[3]);
     if (d[2] & extend) {
-        fprintf(stderr, "    sector_count=%02x%02x\n", d[4], d[5]);
-        fprintf(stderr, "    lba=%02x%02x%02x%02x%02x%02x\n", d[10], d[8], d[6], d[11], d[9], d[7]);
+        say("    sector_count=%02x%02x\n", d[4], d[5]);
+        say("    lba=%02x%02x%02x%02x%02x%02x\n", d[10], d[8], d[6], d[11], d[9], d[7]);
     } else {
-        fprintf(stderr, "    sector_count=%02x\n", d[5]);
-        fprintf(stderr, "    lba=%02x%02x%02x\n", d[11], d[9], d[7]);
+        say("    sector_count=%02x\n", d[5]);
+        say("    lba=%02x%02x%02x\n", d[11], d[9], d[7]);
     }
-    fprintf(stderr, "    device=%02x\n", d[12]);
-    fprintf(stderr, "    status=%02x\n", d[13]);
+    say("    device=%02x\n", d[12]);
+    say("    status=%02x\n", d[13]);
 }
 
 static bool returns_ATA_registers(const sg_io_hdr &hdr, const uint8_t *sense)
@@ -85,7 +86,7 @@ static int check_outcome(const sg_io_hdr &hdr, const uint8_t *sense, const char 
             return 1;
         }
         if (verbose) {
-            fprintf(stderr, "%s: masked_status == %d\n", label, hdr.masked_status);
+            say("%s: masked_status == %d\n", label, hdr.masked_status);
             dump("SENSE DATA", sense, std::min<size_t>(hdr.sb_len_wr, sense_size));
         }
         scsi_error = static_cast<uint32_t>(sense[2] & sense_key_mask) << 16 |
@@ -94,11 +95,11 @@ static int check_outcome(const sg_io_hdr &hdr, const uint8_t *sense, const char 
     }
     const unsigned driver_status = hdr.driver_status & driver_status_mask;
     if (driver_status != 0) {
-        fprintf(stderr, "%s: driver_status == %d\n", label, static_cast<int>(driver_status));
+        say("%s: driver_status == %d\n", label, static_cast<int>(driver_status));
         return 0;
     }
     if (hdr.host_status != 0) {
-        fprintf(stderr, "%s: host_status == %d\n", label, hdr.host_status);
+        say("%s: host_status == %d\n", label, hdr.host_status);
         return 0;
     }
     return 1;
@@ -130,11 +131,11 @@ static int send_request(const Dev *dev, const request &req)
         const int error = errno;
         dump("CDB", req.cdb, req.cdblen);
         errno = error;
-        perror("ioctl(SG_IO)");
+        report_error("ioctl(SG_IO)");
         return 0;
     }
     if (!check_outcome(hdr, sense, label.c_str())) return 0;
-    if (verbose) fprintf(stderr, "%s: duration=%u ms\n", label.c_str(), hdr.duration);
+    trace("%s: duration=%u ms\n", label.c_str(), hdr.duration);
     return 1;
 }
 

@@ -9,8 +9,8 @@
 
 /* Sense key x 65536 + additional sense code x 256 + qualifier of the last command that ended with a bad SCSI
  * status, read at their fixed-format positions; 0 after any other outcome. For a debugger: the program does
- * not read it. */
-extern uint32_t scsi_error;
+ * not read it. Each thread has its own. */
+extern thread_local uint32_t scsi_error;
 
 namespace sgen
 {

@@ -1,6 +1,7 @@
 #include "device/storelib/controller.h"
 
 #include "base/settings.h"
+#include "base/trace.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -46,33 +47,33 @@ GList *known_controllers()
 /* Opens one library file and looks its entry point up. Returns no library when either fails. */
 static loaded_library open_library(const std::string &path, const library_variant &variant)
 {
-    if (verbose) fprintf(stderr, "    Trying \"%s\"\n", path.c_str());
+    trace("    Trying \"%s\"\n", path.c_str());
     library_ptr lib(dlopen(path.c_str(), RTLD_LAZY));
     if (!lib) {
-        if (verbose) fprintf(stderr, "\t%s\n", dlerror());
+        trace("\t%s\n", dlerror());
         return {};
     }
-    if (verbose) fprintf(stderr, "\tTrying to find %s in %s\n", variant.entry_point, variant.soname);
+    trace("\tTrying to find %s in %s\n", variant.entry_point, variant.soname);
     void *entry = dlsym(lib.get(), variant.entry_point);
     if (!entry) {
         if (verbose) {
             const char *error = dlerror(); /* none when the symbol is there and its address is null */
-            fprintf(stderr, "\t    %s\n", error ? error : "(null)");
+            say("\t    %s\n", error ? error : "(null)");
         }
         return {};
     }
-    if (verbose) fprintf(stderr, "\t    Success!\n");
+    trace("\t    Success!\n");
     return {std::move(lib), reinterpret_cast<ProcessLibCommandFunc>(entry)};
 }
 
 static loaded_library find_library(const char *root, const library_variant &variant)
 {
-    if (verbose) fprintf(stderr, "Looking for %s\n", variant.soname);
+    trace("Looking for %s\n", variant.soname);
     for (const char *dir : library_dirs) {
         const std::string path = format_text(path_size, "%s/%s/%s", root, dir, variant.soname);
         loaded_library found = open_library(path, variant);
         if (!found.lib) continue;
-        if (verbose) fprintf(stderr, "Using \"%s\" for %s\n", path.c_str(), variant.soname);
+        trace("Using \"%s\" for %s\n", path.c_str(), variant.soname);
         return found;
     }
     return {};
@@ -82,24 +83,23 @@ static void report_init_failure(uint32_t rval, const library_variant &variant)
 {
     switch (rval) {
     case SL_ERR_INIT_FAILED:
-        fprintf(stderr, "%s::%s failed, INIT failed\n", variant.soname, variant.entry_point);
+        say("%s::%s failed, INIT failed\n", variant.soname, variant.entry_point);
         break;
     case SL_ERR_BUFFER_TOO_SMALL:
-        fprintf(stderr,
-                "%s::%s: The data size did not match the minimum buffer size required by the command\n",
-                variant.soname, variant.entry_point);
+        say("%s::%s: The data size did not match the minimum buffer size required by the command\n",
+            variant.soname, variant.entry_point);
         break;
     case SL_ERR_NO_LIBSYSFS:
-        fprintf(stderr, "%s failed: %s not found\n", variant.entry_point, "libsysfs.so.2.0.1");
+        say("%s failed: %s not found\n", variant.entry_point, "libsysfs.so.2.0.1");
         break;
     case SL_ERR_ACCESS_LEVEL:
-        fprintf(stderr, "User Access level incorrect, administrator privilege required; rval = 0x%X\n", rval);
+        say("User Access level incorrect, administrator privilege required; rval = 0x%X\n", rval);
         break;
     case SL_ERR_NO_LIBPCI:
-        fprintf(stderr, "%s failed: %s not found\n", variant.entry_point, "libpci.so.2.2.8");
+        say("%s failed: %s not found\n", variant.entry_point, "libpci.so.2.2.8");
         break;
     default:
-        fprintf(stderr, "%s failed, rval = 0x%X\n", variant.entry_point, rval);
+        say("%s failed, rval = 0x%X\n", variant.entry_point, rval);
     }
 }
 
@@ -116,7 +116,8 @@ static uint32_t system_command(ProcessLibCommandFunc call, uint8_t cmd, SL_CTRL_
 }
 
 /* Asks for one controller. Returns its record, owned by the caller, or null after a message. */
-static controller *read_controller(const loaded_library &library, uint32_t ctrlId, const char *soname)
+static controller *read_controller(const loaded_library &library, uint32_t ctrlId, const char *soname,
+                                   find_download_mode *find_mode)
 {
     _MR_CTRL_INFO ctrl_info = {};
     _SL_LIB_CMD_PARAM_T request = {};
@@ -127,12 +128,11 @@ static controller *read_controller(const loaded_library &library, uint32_t ctrlI
     request.pData = &ctrl_info;
     const uint32_t rval = library.call(&request);
     if (rval == SL_ERR_INVALID_CTRL) {
-        fprintf(stderr, "Invalid controller %u\n", ctrlId);
+        say("Invalid controller %u\n", ctrlId);
         return nullptr;
     }
     if (rval != 0) {
-        fprintf(stderr, "%s: ProcessLibCommandCall(SL_GET_CTRL_INFO) failed, rval = 0x%X\n", "init_storelib",
-                rval);
+        say("%s: ProcessLibCommandCall(SL_GET_CTRL_INFO) failed, rval = 0x%X\n", "init_storelib", rval);
         return nullptr;
     }
     return new controller{
@@ -143,12 +143,14 @@ static controller *read_controller(const loaded_library &library, uint32_t ctrlI
         .pci_device_id = ctrl_info.pci.deviceId,
         .soname = soname,
         .lib = nullptr,
+        .find_mode = find_mode,
     };
 }
 
 /* Starts a library and records its controllers. The first of them owns the library; a library that fails or
  * has no controllers is closed again, one whose controllers all failed stays open until the program ends. */
-static void record_controllers(loaded_library *library, const library_variant &variant)
+static void record_controllers(loaded_library *library, const library_variant &variant,
+                               find_download_mode *find_mode)
 {
     SL_CTRL_LIST_T list = {};
     const uint32_t rval = system_command(library->call, SL_INIT_LIB, &list);
@@ -156,7 +158,7 @@ static void record_controllers(loaded_library *library, const library_variant &v
         report_init_failure(rval, variant);
         return;
     }
-    if (verbose) fprintf(stderr, "%s found %u controllers\n", variant.soname, list.count);
+    trace("%s found %u controllers\n", variant.soname, list.count);
     if (list.count == 0) {
         system_command(library->call, SL_EXIT_LIB, &list);
         return;
@@ -164,7 +166,7 @@ static void record_controllers(loaded_library *library, const library_variant &v
     const size_t count = std::min<size_t>(list.count, SL_MAX_CTRLS);
     void *unowned = library->lib.release();
     for (size_t i = 0; i < count; ++i) {
-        controller *ctrl = read_controller(*library, list.ctrlId[i], variant.soname);
+        controller *ctrl = read_controller(*library, list.ctrlId[i], variant.soname, find_mode);
         if (!ctrl) continue;
         ctrl->lib = unowned;
         unowned = nullptr;
@@ -175,31 +177,31 @@ static void record_controllers(loaded_library *library, const library_variant &v
 static void show_controller(gpointer data, gpointer)
 {
     const auto *ctrl = static_cast<const controller *>(data);
-    fprintf(stderr, "ctrlId=%#x\n", ctrl->ctrlId);
-    fprintf(stderr, "    PCI_ID=%04x:%04x\n", ctrl->pci_vendor_id, ctrl->pci_device_id);
-    fprintf(stderr, "    ProcessLibCommand=%p\n", reinterpret_cast<const void *>(ctrl->ProcessLibCommand));
-    fprintf(stderr, "    num_drives=%u\n", ctrl->num_drives);
-    fprintf(stderr, "    soname=\"%s\"\n", ctrl->soname);
+    say("ctrlId=%#x\n", ctrl->ctrlId);
+    say("    PCI_ID=%04x:%04x\n", ctrl->pci_vendor_id, ctrl->pci_device_id);
+    say("    ProcessLibCommand=%p\n", reinterpret_cast<const void *>(ctrl->ProcessLibCommand));
+    say("    num_drives=%u\n", ctrl->num_drives);
+    say("    soname=\"%s\"\n", ctrl->soname);
 }
 
-void init_storelib(const text &reldir)
+void init_storelib(const text &reldir, find_download_mode *find_mode)
 {
     if (controllers) return;
     /* Several variants may serve different controller families side by side: all are tried. */
     for (const library_variant &variant : variants) {
         loaded_library library = find_library(reldir ? reldir->c_str() : "", variant);
-        if (library.lib) record_controllers(&library, variant);
+        if (library.lib) record_controllers(&library, variant, find_mode);
     }
     if (!verbose) return;
-    fprintf(stderr, "%s found %u controllers\n", "init_storelib", g_list_length(controllers));
+    say("%s found %u controllers\n", "init_storelib", g_list_length(controllers));
     g_list_foreach(controllers, show_controller, nullptr);
 }
 
-static void unload_lib_and_free_controller(gpointer data, gpointer)
+static void unload_lib_and_free_controller(gpointer data)
 {
     auto *ctrl = static_cast<controller *>(data);
     if (ctrl->lib) {
-        fprintf(stderr, "Unloading %s\n", ctrl->soname);
+        say("Unloading %s\n", ctrl->soname);
         system_command(ctrl->ProcessLibCommand, SL_EXIT_LIB, nullptr);
         dlclose(ctrl->lib);
     }
@@ -208,8 +210,7 @@ static void unload_lib_and_free_controller(gpointer data, gpointer)
 
 void exit_storelib()
 {
-    g_list_foreach(controllers, unload_lib_and_free_controller, nullptr);
-    g_list_free_full(controllers, [](gpointer) {}); /* the records are gone already */
+    g_list_free_full(controllers, unload_lib_and_free_controller);
     controllers = nullptr;
 }
 

@@ -1,11 +1,13 @@
 #include "device/storelib/discovery.h"
 
-#include "base/settings.h"
+#include "base/trace.h"
 #include "device/dev.h"
 #include "device/identity.h"
 #include "device/storelib/controller.h"
+#include "device/storelib/identify.h"
+#include "device/storelib/log_pages.h"
 #include "device/storelib/operations.h"
-#include "device/storelib/passthrough.h"
+#include "device/storelib/scsi_passthrough.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -22,6 +24,20 @@ struct interface_type {
 };
 } // namespace
 
+static constexpr dev_operations storelib_operations = {
+    .do_load_unload = do_unload_load,
+    .get_SMART = get_SMART,
+    .fw_update = fw_update,
+    .start_locate = start_locate,
+    .end_locate = end_locate,
+    .dump_all_log_pages = dump_all_log_pages,
+    .get_fw_version = get_fw_version,
+    .scsi_cmd_out = SCSI_cmd_out,
+    .scsi_cmd_in = SCSI_cmd_in,
+    .is_Tirsel_3 = is_Tirsel_3,
+    .get_device_info = get_device_info,
+};
+
 static const interface_type iftype[] = {
     {0, 0,              "Unknown"      },
     {1, interface_scsi, "parallel SCSI"},
@@ -34,8 +50,8 @@ static const interface_type undefined_iftype = {0, 0, "Not defined"};
 constexpr uint8_t type_disk = 0;
 constexpr unsigned long controller_block_bytes = 512; /* whatever the drive's own blocks are */
 constexpr size_t adapter_size = 5;
-constexpr uint32_t adapter_mask =
-    0xFFFF; /* the top byte of a controller's id tells the library, not the controller */
+/* The top byte of a controller's id tells the library, not the controller. */
+constexpr uint32_t adapter_mask = 0xFFFF;
 
 static const interface_type &find_interface_type(uint8_t val)
 {
@@ -44,8 +60,8 @@ static const interface_type &find_interface_type(uint8_t val)
     return undefined_iftype;
 }
 
-/* Fills `list` with the controller's drives. Returns 1, or 0 after a message. */
-static int read_drive_list(const controller *ctrl, _MR_PD_LIST *list)
+/* Fills `list` with the controller's drives. Returns true, or false after a message. */
+static bool read_drive_list(const controller *ctrl, _MR_PD_LIST *list)
 {
     _SL_LIB_CMD_PARAM_T request = {};
     request.cmdType = SL_CTRL_CMD_TYPE;
@@ -54,15 +70,15 @@ static int read_drive_list(const controller *ctrl, _MR_PD_LIST *list)
     request.dataSize = sizeof *list;
     request.pData = list;
     const uint32_t rval = ctrl->ProcessLibCommand(&request);
-    if (rval == 0) return 1;
+    if (rval == 0) return true;
     if (rval == SL_ERR_INVALID_CTRL)
-        fprintf(stderr, "Invalid controller\n");
+        say("Invalid controller\n");
     else
-        fprintf(stderr, "Error getting Physical Drive List: %#x\n", rval);
-    return 0;
+        say("Error getting Physical Drive List: %#x\n", rval);
+    return false;
 }
 
-static int read_drive_info(const controller *ctrl, uint16_t deviceId, _MR_PD_INFO *pd_info)
+static bool read_drive_info(const controller *ctrl, uint16_t deviceId, _MR_PD_INFO *pd_info)
 {
     _SL_LIB_CMD_PARAM_T request = {};
     request.cmdType = SL_PD_CMD_TYPE;
@@ -72,51 +88,37 @@ static int read_drive_info(const controller *ctrl, uint16_t deviceId, _MR_PD_INF
     request.dataSize = sizeof *pd_info;
     request.pData = pd_info;
     const uint32_t rval = ctrl->ProcessLibCommand(&request);
-    if (rval == 0) return 1;
-    if (verbose) fprintf(stderr, "    SL_GET_PD_INFO failed: %#x\n", rval);
-    return 0;
+    if (rval == 0) return true;
+    trace("    SL_GET_PD_INFO failed: %#x\n", rval);
+    return false;
 }
 
-/* Takes from the controller's copy of the INQUIRY data what the drive itself did not tell. */
+/* Takes from the controller's copy of the INQUIRY data what the drive itself did not tell. A blank text that
+ * it told stands. */
 static void fill_from_inquiry(Dev *dev, const _MR_PD_INFO &pd_info)
 {
     const auto fill = [&pd_info](text *t, const text_field &field) {
-        if (!*t || (*t)->empty()) *t = extract_string(pd_info.inquiryData, sizeof pd_info.inquiryData, field);
+        if (!*t) *t = extract_string(pd_info.inquiryData, sizeof pd_info.inquiryData, field);
     };
     fill(&dev->vendor, inquiry_vendor);
     fill(&dev->model, inquiry_model);
     fill(&dev->rev, inquiry_revision);
 }
 
-static void install_operations(Dev *dev)
-{
-    dev->do_load_unload = do_unload_load;
-    dev->get_SMART = get_SMART;
-    dev->fw_update = fw_update;
-    dev->start_locate = start_locate;
-    dev->end_locate = end_locate;
-    dev->dump_all_log_pages = dump_all_log_pages;
-    dev->get_fw_version = get_fw_version;
-    dev->scsi_cmd_out = SCSI_cmd_out;
-    dev->scsi_cmd_in = SCSI_cmd_in;
-    dev->is_Tirsel_3 = is_Tirsel_3;
-    dev->get_device_info = get_device_info;
-}
-
 /* Record of one drive of the controller, ready for the list; null when it does not belong there. */
-static Dev *scan_one_drive(GList *devlist, controller *ctrl, uint16_t deviceId)
+static dev_ptr scan_one_drive(GList *devlist, controller *ctrl, uint16_t deviceId)
 {
     _MR_PD_INFO pd_info = {};
     if (!read_drive_info(ctrl, deviceId, &pd_info)) return nullptr;
     if (pd_info.scsiDevType != type_disk) {
-        if (verbose) fprintf(stderr, "    Not a DISK (type=%u)\n", pd_info.scsiDevType);
+        trace("    Not a DISK (type=%u)\n", pd_info.scsiDevType);
         return nullptr;
     }
     const auto interface_val = static_cast<uint8_t>(pd_info.state[1] >> 4);
     const interface_type &type = find_interface_type(interface_val);
-    if (verbose) fprintf(stderr, "    interfaceType=%s (%u)\n", type.string, interface_val);
+    trace("    interfaceType=%s (%u)\n", type.string, interface_val);
 
-    Dev *dev = new_dev();
+    dev_ptr dev(new_dev(storelib_operations));
     dev->unit_host = pd_info.enclDeviceId;
     dev->slot_id = pd_info.slotNumber;
     dev->ctrlId = ctrl->ctrlId;
@@ -124,43 +126,37 @@ static Dev *scan_one_drive(GList *devlist, controller *ctrl, uint16_t deviceId)
     dev->controller = ctrl;
     dev->ProcessLibCommand = reinterpret_cast<void *>(ctrl->ProcessLibCommand);
     dev->interface = type.letter;
-    get_device_info(dev);
-    fill_from_inquiry(dev, pd_info);
+    get_device_info(dev.get());
+    fill_from_inquiry(dev.get(), pd_info);
     dev->maxlba = pd_info.rawSize - 1;
     dev->blklen = controller_block_bytes;
     dev->adapter = format_text(adapter_size, "%u", ctrl->ctrlId & adapter_mask);
-    if (!is_new_device(devlist, dev)) {
-        free_one_dev(dev);
-        return nullptr;
-    }
-    install_operations(dev);
+    if (!is_new_device(devlist, dev.get())) return nullptr;
     return dev;
 }
 
-/* Adds the drives of one controller; user_data points to the device list's head. */
+/* Adds the drives of one controller; user_data points to the device list's head. They are asked one after the
+ * other: nobody promises that the library may be called by two threads. */
 static void scan_devices_controller(gpointer data, gpointer user_data)
 {
     auto *ctrl = static_cast<controller *>(data);
     auto *devlistp = static_cast<GList **>(user_data);
-    if (verbose)
-        fprintf(stderr, "scan_devices_controller(data/ctrl=%p, user_data/devlistp=%p), devlist=%p\n", data,
-                user_data, static_cast<void *>(*devlistp));
+    trace("scan_devices_controller(data/ctrl=%p, user_data/devlistp=%p), devlist=%p\n", data, user_data,
+          static_cast<void *>(*devlistp));
     const auto list = std::make_unique<_MR_PD_LIST>();
     if (!read_drive_list(ctrl, list.get())) return;
     ctrl->num_drives = list->count;
-    if (verbose)
-        fprintf(stderr, "%s controller #%u has %u drives\n", ctrl->soname, ctrl->ctrlId, list->count);
+    trace("%s controller #%u has %u drives\n", ctrl->soname, ctrl->ctrlId, list->count);
 
-    const uint32_t count =
-        std::min<uint32_t>(list->count, SL_MAX_PDS); /* more than the list can hold are not there */
+    /* More than the list can hold are not there. */
+    const uint32_t count = std::min<uint32_t>(list->count, SL_MAX_PDS);
     for (uint32_t i = 0; i < count; ++i) {
         const _MR_PD_ADDRESS &entry = list->addr[i];
-        if (verbose)
-            fprintf(stderr, "    %u: deviceId=%#x sasAddr=%#llx/%#llx\n", i, entry.deviceId,
-                    static_cast<unsigned long long>(entry.sasAddr[0]),
-                    static_cast<unsigned long long>(entry.sasAddr[1]));
-        Dev *dev = scan_one_drive(*devlistp, ctrl, entry.deviceId);
-        if (dev) *devlistp = g_list_insert_sorted(*devlistp, dev, compare_devices);
+        trace("    %u: deviceId=%#x sasAddr=%#llx/%#llx\n", i, entry.deviceId,
+              static_cast<unsigned long long>(entry.sasAddr[0]),
+              static_cast<unsigned long long>(entry.sasAddr[1]));
+        dev_ptr dev = scan_one_drive(*devlistp, ctrl, entry.deviceId);
+        if (dev) *devlistp = g_list_insert_sorted(*devlistp, dev.release(), compare_devices);
     }
 }
 

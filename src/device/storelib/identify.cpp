@@ -1,15 +1,15 @@
-/* identify.cpp - asking a drive behind a controller who it is. */
+#include "device/storelib/identify.h"
+
 #include "base/dump.h"
 #include "base/settings.h"
-#include "device/bytes.h"
+#include "base/trace.h"
 #include "device/cdb.h"
 #include "device/identity.h"
+#include "device/storelib/ata_passthrough.h"
 #include "device/storelib/controller.h"
-#include "device/storelib/operations.h"
-#include "device/storelib/passthrough.h"
+#include "device/storelib/scsi_passthrough.h"
 
 #include <cstdio>
-#include <vector>
 
 namespace storelib
 {
@@ -19,30 +19,21 @@ constexpr uint16_t tirsel_3_device = 0x005B;
 
 static void show_identity(const Dev *dev)
 {
-    if (verbose)
-        fprintf(stderr, "Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n",
-                shown_on(stderr, dev->vendor).c_str(), shown_on(stderr, dev->model).c_str(),
-                shown_on(stderr, dev->rev).c_str(), shown_on(stderr, dev->serial).c_str());
+    trace("Vendor=\"%s\", Model=\"%s\", Rev=\"%s\", Serial=\"%s\"\n", shown_on(stderr, dev->vendor).c_str(),
+          shown_on(stderr, dev->model).c_str(), shown_on(stderr, dev->rev).c_str(),
+          shown_on(stderr, dev->serial).c_str());
 }
 
-static int standard_inquiry(Dev *dev, uint8_t *data)
+static bool standard_inquiry(Dev *dev, uint8_t *data)
 {
     cdb_t cdb;
     const size_t cdblen = build_CDB(cdb, INQUIRY, 0, inquiry_size, CDB_OPTION_END);
-    return SCSI_cmd_in(dev, cdb, cdblen, data, inquiry_size);
-}
-
-static int serial_inquiry(Dev *dev, std::vector<uint8_t> *page)
-{
-    cdb_t cdb;
-    const size_t cdblen =
-        build_CDB(cdb, INQUIRY, 0, page->size(), CDB_VPD, vpd_unit_serial_number, CDB_OPTION_END);
-    return SCSI_cmd_in(dev, cdb, cdblen, page->data(), page->size());
+    return SCSI_cmd_in(dev, cdb, cdblen, data, inquiry_size) != 0;
 }
 
 static void get_device_info_SCSI(Dev *dev)
 {
-    if (verbose) fprintf(stderr, "get_device_info_SCSI(dev=%p)\n", static_cast<void *>(dev));
+    trace("get_device_info_SCSI(dev=%p)\n", static_cast<void *>(dev));
     uint8_t data[inquiry_size] = {};
     if (standard_inquiry(dev, data)) {
         if (verbose) dump("INQUIRY data", data, sizeof data);
@@ -51,23 +42,21 @@ static void get_device_info_SCSI(Dev *dev)
         dev->rev = extract_string(data, sizeof data, inquiry_revision);
     }
 
-    std::vector<uint8_t> page(vpd_header_size);
-    if (!serial_inquiry(dev, &page)) return;
-    page.assign(get_be(page.data() + 2, 2) + vpd_header_size, 0);
-    if (!serial_inquiry(dev, &page)) return;
+    const std::vector<uint8_t> page = read_serial_page(dev, SCSI_cmd_in);
+    if (page.empty()) return;
     if (verbose) dump("INQUIRY VPD80", page.data(), page.size());
     dev->serial = extract_serial(page.data(), page.size(), dev->vendor, dev->model);
     show_identity(dev);
 }
 
-static int identify_device(Dev *dev, uint8_t *data)
+static bool identify_device(Dev *dev, uint8_t *data)
 {
-    return SATA_cmd_in(dev, ATA_IDENTIFY_DEVICE, 0, 0, 0, data, identify_size);
+    return SATA_cmd_in(dev, ATA_IDENTIFY_DEVICE, 0, 0, 0, data, identify_size) != 0;
 }
 
 static void get_device_info_SATA(Dev *dev)
 {
-    if (verbose) fprintf(stderr, "get_device_info_SATA(dev=%p)\n", static_cast<void *>(dev));
+    trace("get_device_info_SATA(dev=%p)\n", static_cast<void *>(dev));
     uint8_t data[identify_size] = {};
     if (!identify_device(dev, data)) return;
     if (verbose) dump("IDENTIFY DEVICE data", data, sizeof data);

@@ -1,10 +1,9 @@
-/* log_pages.cpp - SCSI log pages as text (SPC, LOG SENSE). No mode of the program asks for them; whoever
- * diagnoses a drive behind a controller can. */
-#include "base/settings.h"
+#include "device/storelib/log_pages.h"
+
+#include "base/trace.h"
 #include "device/bytes.h"
 #include "device/cdb.h"
-#include "device/storelib/operations.h"
-#include "device/storelib/passthrough.h"
+#include "device/storelib/scsi_passthrough.h"
 
 #include <algorithm>
 #include <cctype>
@@ -38,10 +37,10 @@ static int read_number(const char **p, unsigned long *number)
 
 int selected_page(uint32_t value, const char *list)
 {
-    if (verbose) fprintf(stderr, "selected_page(%u, \"%s\")\n", value, list ? list : "NULL");
+    trace("selected_page(%u, \"%s\")\n", value, list ? list : "NULL");
     if (!list || strcasecmp(list, "all") == 0) return 1;
     while (*list != '\0') {
-        if (verbose) fprintf(stderr, "list=\"%s\"\n", list);
+        trace("list=\"%s\"\n", list);
         unsigned long lo;
         if (!read_number(&list, &lo)) break;
         unsigned long hi = lo;
@@ -74,8 +73,8 @@ static void print_parameter(uint8_t page_code, const uint8_t *parameter, size_t 
     const auto code = static_cast<unsigned>(get_be(parameter, 2));
     const uint8_t length = parameter[3];
     printf("%02x %04x %02x %02x:", page_code, code, parameter[2], length);
-    const size_t end =
-        std::min(nbytes, parameter_header_size + length); /* one may claim more than was sent */
+    /* One may claim more than was sent. */
+    const size_t end = std::min(nbytes, parameter_header_size + length);
     for (size_t i = parameter_header_size; i < end; ++i)
         printf(" %02x", parameter[i]);
     printf("\n");
@@ -83,9 +82,8 @@ static void print_parameter(uint8_t page_code, const uint8_t *parameter, size_t 
 
 void dump_one_log_page(Dev *dev, uint8_t page_code, const char *parameterlist)
 {
-    if (verbose)
-        fprintf(stderr, "dump_one_log_page(dev=%p, page_code=%u, parameterlist=\"%s\")\n",
-                static_cast<void *>(dev), page_code, parameterlist ? parameterlist : "(null)");
+    trace("dump_one_log_page(dev=%p, page_code=%u, parameterlist=\"%s\")\n", static_cast<void *>(dev),
+          page_code, parameterlist ? parameterlist : "(null)");
     const auto control_and_page = static_cast<uint8_t>(page_code | current_cumulative);
     std::vector<uint8_t> page(log_page_length(dev, control_and_page));
     if (page.empty() || !log_sense(dev, control_and_page, &page)) return;
@@ -101,13 +99,13 @@ void dump_one_log_page(Dev *dev, uint8_t page_code, const char *parameterlist)
 
 void dump_all_log_pages(Dev *dev, const info *infop)
 {
-    if (verbose) fprintf(stderr, "dump_all_log_pages(dev=%p)\n", static_cast<void *>(dev));
+    trace("dump_all_log_pages(dev=%p)\n", static_cast<void *>(dev));
     printf("%s:\n", device_name(dev));
     std::vector<uint8_t> pages(log_page_length(dev, supported_pages));
     if (pages.empty()) return;
-    if (verbose) fprintf(stderr, "length of LOG PAGE 0: %u\n", static_cast<unsigned>(pages.size()));
+    trace("length of LOG PAGE 0: %u\n", static_cast<unsigned>(pages.size()));
     if (!log_sense(dev, supported_pages, &pages)) return;
-    if (verbose) fprintf(stderr, "pagelist=\"%s\"\n", infop->pagelist ? infop->pagelist : "(null)");
+    trace("pagelist=\"%s\"\n", infop->pagelist ? infop->pagelist : "(null)");
 
     for (size_t i = page_header_size; i < pages.size(); ++i) {
         const auto page = static_cast<uint8_t>(pages[i] & page_code_mask);

@@ -2,9 +2,13 @@
 
 #include "base/files.h"
 #include "base/settings.h"
-#include "catalogue/vendor.h"
+#include "base/signals.h"
+#include "base/trace.h"
 #include "device/cdb.h"
-#include "device/storelib/passthrough.h"
+#include "device/storelib/ata_passthrough.h"
+#include "device/storelib/controller.h"
+#include "device/storelib/library.h"
+#include "device/storelib/scsi_passthrough.h"
 
 #include <cstdio>
 #include <vector>
@@ -24,22 +28,22 @@ static void cycle_SCSI(Dev *dev, uint32_t count)
     const size_t load_len = build_CDB(load, READ_16, 0, 1, CDB_FUA, 1, CDB_OPTION_END);
     const size_t unload_len = build_CDB(unload, READ_16, dev->maxlba, 1, CDB_FUA, 1, CDB_OPTION_END);
 
-    if (verbose) fprintf(stderr, "Initial Load");
+    trace("Initial Load");
     SCSI_cmd_in(dev, load, load_len, block.data(), block.size());
-    if (verbose) fprintf(stderr, "\n");
-    for (uint32_t i = 0; i < count; ++i) {
-        if (verbose) fprintf(stderr, "Unload");
+    trace("\n");
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
+        trace("Unload");
         SCSI_cmd_in(dev, unload, unload_len, block.data(), block.size());
-        if (verbose) fprintf(stderr, " Load");
+        trace(" Load");
         SCSI_cmd_in(dev, load, load_len, block.data(), block.size());
-        if (verbose) fprintf(stderr, "\n");
+        trace("\n");
     }
 }
 
 static void cycle_SATA(Dev *dev, uint32_t count)
 {
     const uint8_t far_command = dev->maxlba <= ATA_MAX_LBA_28_BIT ? ATA_READ_VERIFY : ATA_READ_VERIFY_EXT;
-    for (uint32_t i = 0; i < count; ++i) {
+    for (uint32_t i = 0; i < count && !hold_signals::is_pending(); ++i) {
         SATA_cmd_nodata(dev, ATA_READ_VERIFY, 0, 1, 0);
         SATA_cmd_nodata(dev, far_command, 0, 1, dev->maxlba);
     }
@@ -48,8 +52,8 @@ static void cycle_SATA(Dev *dev, uint32_t count)
 void do_unload_load(Dev *dev, uint32_t count)
 {
     const bool is_ata = dev->interface == interface_ata;
-    if (verbose)
-        fprintf(stderr, "Doing UNLOAD/LOAD on %s device %s\n", is_ata ? "SATA" : "SCSI", device_name(dev));
+    trace("Doing UNLOAD/LOAD on %s device %s\n", is_ata ? "SATA" : "SCSI", device_name(dev));
+    const hold_signals hold; /* a request to end the program is obeyed between two cycles */
     if (is_ata)
         cycle_SATA(dev, count);
     else
@@ -63,8 +67,11 @@ static std::vector<std::string> storcli_words(const Dev *dev, const std::string 
                                           std::to_string(dev->unit_host) + "/s" +
                                           std::to_string(dev->slot_id),
                                       "download", "src=" + image};
+    /* What its vendor's drives want stands in a table that this layer does not know. */
     unsigned mode;
-    if (get_wb_mode(dev, &mode)) words.push_back("mode=" + std::to_string(mode));
+    const controller *ctrl = dev->controller;
+    if (ctrl && ctrl->find_mode && ctrl->find_mode(dev, &mode))
+        words.push_back("mode=" + std::to_string(mode));
     return words;
 }
 
@@ -78,13 +85,12 @@ static std::vector<std::string> MegaCli_words(const Dev *dev, const std::string 
 
 std::unique_ptr<Cmd> fw_update(Dev *dev)
 {
-    if (verbose)
-        fprintf(stderr, "fw_update(Adp%s Un%u Drv%u)\n", shown(dev->adapter), dev->unit_host, dev->slot_id);
+    trace("fw_update(Adp%s Un%u Drv%u)\n", shown(dev->adapter), dev->unit_host, dev->slot_id);
     const int index = check_executable(flashing_tools);
     if (index == -1) return nullptr;
     if (verbose) {
-        fprintf(stderr, "    -> idx %d\n", index);
-        fprintf(stderr, "       %s\n", flashing_tools[index]);
+        say("    -> idx %d\n", index);
+        say("       %s\n", flashing_tools[index]);
     }
     const std::string image = dev->image ? dev->image : "";
     return build_Cmd(index == storcli ? storcli_words(dev, image) : MegaCli_words(dev, image));
@@ -102,13 +108,13 @@ static void locate(Dev *dev, uint8_t cmd, const char *what)
         break;
     case MFI_STAT_DEVICE_NOT_FOUND:
     case MFI_STAT_NOT_IN_ENCL:
-        fprintf(stderr, "StoreLib::locate(): Invalid drive %u\n", dev->drv);
+        say("StoreLib::locate(): Invalid drive %u\n", dev->drv);
         break;
     case SL_ERR_INVALID_CTRL:
-        fprintf(stderr, "StoreLib::locate(): Invalid controller %u\n", dev->ctrlId);
+        say("StoreLib::locate(): Invalid controller %u\n", dev->ctrlId);
         break;
     default:
-        fprintf(stderr, "StoreLib::locate(): %s LOCATE failed, error=%#x\n", what, rval);
+        say("StoreLib::locate(): %s LOCATE failed, error=%#x\n", what, rval);
     }
 }
 

@@ -1,39 +1,22 @@
-#include "base/settings.h"
-#include "device/cdb.h"
-#include "device/storelib/passthrough.h"
+#include "device/storelib/scsi_passthrough.h"
 
-#include <cstdio>
+#include "base/settings.h"
+#include "base/trace.h"
+#include "device/cdb.h"
+#include "device/storelib/library.h"
+
 #include <cstring>
-#include <vector>
 
 namespace storelib
 {
 
 constexpr uint16_t timeout_s = 10;
+constexpr size_t data_at = sizeof(_SL_SCSI_PASSTHRU_T);
 
-uint32_t call_library(const Dev *dev, _SL_LIB_CMD_PARAM_T *request)
+/* Sends one command with `size` bytes of data; `out` (may be null) is what is sent. */
+static reply send(Dev *dev, uint8_t dir, const uint8_t *cdb, size_t cdblen, const void *out, size_t size)
 {
-    request->ctrlId = dev->ctrlId;
-    request->pdRef.deviceId = static_cast<uint16_t>(dev->drv);
-    return reinterpret_cast<ProcessLibCommandFunc>(dev->ProcessLibCommand)(request);
-}
-
-namespace
-{
-/* A pass-through request under way: the library's header, then the data. */
-struct scsi_request {
-    std::vector<uint8_t> buffer;
-    uint8_t scsi_status;
-};
-} // namespace
-
-/* Sends one command with `size` bytes of data; `out` (may be null) is what is sent. Returns 1 when the
- * library carried it out, else 0. */
-static int send(Dev *dev, uint8_t dir, const uint8_t *cdb, size_t cdblen, const void *out, size_t size,
-                scsi_request *req)
-{
-    *req = {};
-    if (cdblen == 0 || cdblen > cdb_size) return 0; /* no command that could be sent */
+    if (cdblen == 0 || cdblen > cdb_size) return {}; /* no command that could be sent */
 
     _SL_SCSI_PASSTHRU_T header = {};
     header.targetId = static_cast<uint16_t>(dev->drv);
@@ -44,50 +27,40 @@ static int send(Dev *dev, uint8_t dir, const uint8_t *cdb, size_t cdblen, const 
     memcpy(header.cdb, cdb, cdblen);
     header.dataSize = static_cast<uint32_t>(size);
 
-    req->buffer.assign(sizeof header + size, 0);
-    memcpy(req->buffer.data(), &header, sizeof header);
-    if (out && size > 0) memcpy(req->buffer.data() + sizeof header, out, size);
-
-    _SL_LIB_CMD_PARAM_T request = {};
-    request.cmdType = SL_PASSTHRU_CMD_TYPE;
-    request.cmd = SL_SCSI_PASSTHRU;
-    request.dataSize = static_cast<uint32_t>(req->buffer.size());
-    request.pData = req->buffer.data();
-    const uint32_t rval = call_library(dev, &request);
-    req->scsi_status = req->buffer[offsetof(_SL_SCSI_PASSTHRU_T, scsiStatus)];
-    return rval == 0;
+    std::vector<uint8_t> buffer = buffer_of(header, size);
+    if (out && size > 0) memcpy(buffer.data() + data_at, out, size);
+    return pass_through(dev, SL_SCSI_PASSTHRU, std::move(buffer));
 }
 
-static void report_scsi_status(const scsi_request &req)
+/* Tells the SCSI status of a command that failed. One that was not sent has none, and one without data that
+ * failed with status 0 is worth no word in a quiet run. */
+static void report_failure(const reply &r, bool has_data)
 {
-    fprintf(stderr, "Scsi status: 0x%X\n", req.scsi_status);
+    if (r.buffer.empty()) return;
+    const uint8_t status = r.buffer[offsetof(_SL_SCSI_PASSTHRU_T, scsiStatus)];
+    if (has_data || status != 0 || verbose) say("Scsi status: 0x%X\n", status);
 }
 
 int SCSI_cmd_nodata(Dev *dev, const uint8_t *cdb, size_t cdblen)
 {
-    scsi_request req;
-    if (send(dev, SL_DIR_NONE, cdb, cdblen, nullptr, 0, &req)) return 1;
-    if (verbose || req.scsi_status != 0) report_scsi_status(req);
-    return 0;
+    const reply r = send(dev, SL_DIR_NONE, cdb, cdblen, nullptr, 0);
+    if (!r.ok) report_failure(r, false);
+    return r.ok;
 }
 
 int SCSI_cmd_in(Dev *dev, const uint8_t *cdb, size_t cdblen, void *buffer, size_t size)
 {
-    scsi_request req;
-    if (!send(dev, SL_DIR_READ, cdb, cdblen, nullptr, size, &req)) {
-        report_scsi_status(req);
-        return 0;
-    }
-    if (size > 0) memcpy(buffer, req.buffer.data() + sizeof(_SL_SCSI_PASSTHRU_T), size);
-    return 1;
+    const reply r = send(dev, SL_DIR_READ, cdb, cdblen, nullptr, size);
+    if (!r.ok) report_failure(r, true);
+    if (r.ok && size > 0) memcpy(buffer, r.buffer.data() + data_at, size);
+    return r.ok;
 }
 
 int SCSI_cmd_out(Dev *dev, const uint8_t *cdb, size_t cdblen, const void *buffer, size_t size)
 {
-    scsi_request req;
-    if (send(dev, SL_DIR_WRITE, cdb, cdblen, buffer, size, &req)) return 1;
-    report_scsi_status(req);
-    return 0;
+    const reply r = send(dev, SL_DIR_WRITE, cdb, cdblen, buffer, size);
+    if (!r.ok) report_failure(r, true);
+    return r.ok;
 }
 
 } // namespace storelib
