@@ -1,8 +1,8 @@
 #include "ui/dialogs.h"
 
-#include "base/status.h"
 #include "ui/keys.h"
 #include "ui/screen.h"
+#include "ui/status.h"
 
 #include <cstring>
 #include <strings.h>
