@@ -1,8 +1,8 @@
 #include "ui/menu.h"
 
-#include "ui/help.h"
 #include "ui/keys.h"
 #include "ui/menu_view.h"
+#include "ui/pager.h"
 #include "ui/screen.h"
 
 #include <algorithm>

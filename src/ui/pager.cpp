@@ -1,7 +1,6 @@
 #include "ui/pager.h"
 
 #include "base/files.h"
-#include "ui/help.h"
 #include "ui/keys.h"
 #include "ui/page.h"
 #include "ui/screen.h"
