@@ -11,18 +11,22 @@ menu_view open_view(GList *list, GCompareFunc do_show)
     };
 }
 
+static bool is_shown(const menu_view *view, const GList *node)
+{
+    return view->do_show(node->payload, nullptr) == 0;
+}
+
 static GList *next_shown(const menu_view *view, GList *from)
 {
     return g_list_find_custom(from->next, nullptr, view->do_show);
 }
 
-/* The search runs along `next` only, so the list is turned round for it, and back. */
-static GList *previous_shown(menu_view *view, GList *from)
+static GList *previous_shown(const menu_view *view, GList *from)
 {
-    view->list = g_list_reverse(view->list);
-    GList *found = g_list_find_custom(from->next, nullptr, view->do_show);
-    view->list = g_list_reverse(view->list);
-    return found;
+    GList *node = from->prev;
+    while (node && !is_shown(view, node))
+        node = node->prev;
+    return node;
 }
 
 static void scroll_down(menu_view *view)
@@ -58,7 +62,7 @@ void fit_height(menu_view *view, int height)
 {
     if (view->cursor_row <= last_item_row(height)) return;
     /* A hidden first node takes no row: leaving it behind scrolls nothing. */
-    if (view->do_show(view->first_visible->payload, nullptr) != 0) scroll_down(view);
+    if (!is_shown(view, view->first_visible)) scroll_down(view);
     while (view->cursor_row > first_item_row && view->cursor_row > last_item_row(height)) {
         scroll_down(view);
         --view->cursor_row;
