@@ -58,8 +58,23 @@ void move_up(menu_view *view)
     view->current = previous;
 }
 
+/* Scrolls back for as long as that fills rows which stay empty below the last item. */
+static void fill_height(menu_view *view, int height)
+{
+    int empty_rows = last_item_row(height) - first_item_row + 1;
+    for (const GList *node = view->first_visible; node && empty_rows > 0; node = node->next)
+        if (is_shown(view, node)) --empty_rows;
+    for (; empty_rows > 0; --empty_rows) {
+        GList *previous = previous_shown(view, view->first_visible);
+        if (!previous) return;
+        view->first_visible = previous;
+        ++view->cursor_row;
+    }
+}
+
 void fit_height(menu_view *view, int height)
 {
+    fill_height(view, height);
     if (view->cursor_row <= last_item_row(height)) return;
     /* A hidden first node takes no row: leaving it behind scrolls nothing. */
     if (!is_shown(view, view->first_visible)) scroll_down(view);
