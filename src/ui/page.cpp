@@ -32,7 +32,7 @@ int showfileseg(FILE *src, int startline, WINDOW *scr, int rows, int cols)
     return fgets(line, sizeof line, src) ? 0 : 1;
 }
 
-const char *position_indicator(int startline, int at_end)
+const char *position_indicator(int startline, bool at_end)
 {
     if (startline == 0) return at_end ? "(All) " : "(Top) ";
     return at_end ? "(Bot) " : "";

@@ -17,12 +17,13 @@ static file_ptr open_page_file(const char *pathname)
     return open_stream(unique_fd(open(pathname, O_RDONLY | O_NONBLOCK | O_CLOEXEC)), "r");
 }
 
-/* Draws the page that starts at line `start`, with its footer. Returns 1 when the file's end is visible. */
-static int draw_page(FILE *f, int start, WINDOW *window, const char *footer)
+/* Draws the page that starts at line `start`, with its footer. Says whether the file's end is visible. */
+static bool draw_page(FILE *f, int start, WINDOW *window, const char *footer)
 {
     const int height = getmaxy(window);
     const int width = getmaxx(window);
-    const int at_end = showfileseg(f, start, window, height - 1, width);
+    ROWS = height;
+    const bool at_end = showfileseg(f, start, window, height - 1, width) != 0;
     if (wmove(window, height - 1, 0) != ERR) {
         wclrtoeol(window);
         // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): one of the two constants above
@@ -38,7 +39,7 @@ static int draw_page(FILE *f, int start, WINDOW *window, const char *footer)
 static void page_through(FILE *f, WINDOW *window, const char *footer)
 {
     for (int start = 0;;) {
-        const int at_end = draw_page(f, start, window, footer);
+        const bool at_end = draw_page(f, start, window, footer);
         switch (read_key()) {
         case 'j':
         case KEY_DOWN:
@@ -50,8 +51,8 @@ static void page_through(FILE *f, WINDOW *window, const char *footer)
             break;
         case KEY_RESIZE:
             wresize(window, screen_height(), screen_width());
-            ROWS = screen_height();
-            untouchwin(stdscr); /* reading a key would paint it over the page */
+            /* Else reading a key would paint the screen below over the page. */
+            untouchwin(stdscr);
             touchwin(window);
             break;
         case 'q':
@@ -81,6 +82,5 @@ void showfile(const char *pathname)
     if (!f) return;
     const curses_session session;
     if (!session.is_open()) return;
-    ROWS = screen_height();
     page_through(f.get(), stdscr, log_footer);
 }
