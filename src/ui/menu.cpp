@@ -1,13 +1,12 @@
 #include "ui/menu.h"
 
-#include "ui/help.h"
 #include "ui/keys.h"
 #include "ui/menu_view.h"
+#include "ui/pager.h"
 #include "ui/screen.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <vector>
 
 short col_no;
 short col_yes;
@@ -21,7 +20,8 @@ struct lineinfo {
     int row;    /* where the next item goes */
     int maxrow; /* the last row that may hold an item */
     line_formatter format_data;
-    short *colortab; /* colour pair of each screen row, for the highlight to use again */
+    int cursor_row;
+    short cursor_pair; /* the pair in which the cursor's row was drawn, for the highlight to use again */
 };
 
 struct menu_definition {
@@ -42,7 +42,7 @@ static void printoneline(gpointer data, gpointer user_data)
     if (!line) return;
     draw_row(info->row, 0, line);
     mvchgat(info->row, 0, -1, A_BOLD, pair, nullptr);
-    info->colortab[info->row] = pair;
+    if (info->row == info->cursor_row) info->cursor_pair = pair;
     ++info->row;
 }
 
@@ -60,20 +60,18 @@ static void draw_menu(const menu_definition &def, menu_view *view)
 {
     const int height = screen_height();
     fit_height(view, height);
-    std::vector<short> colortab(static_cast<size_t>(std::max(height, first_item_row + 1)));
+    view->cursor_row = std::max(view->cursor_row, first_item_row);
 
     draw_title(def.title);
     draw_header(def.format_data(nullptr, nullptr));
     draw_row(height - 1, 0, footer);
 
-    lineinfo info = {first_item_row, last_item_row(height), def.format_data, colortab.data()};
+    lineinfo info = {first_item_row, last_item_row(height), def.format_data, view->cursor_row, 0};
     g_list_foreach(view->first_visible, printoneline, &info);
     for (int row = info.row; row <= info.maxrow; ++row)
         draw_row(row, 0, "");
 
-    view->cursor_row = std::max(view->cursor_row, first_item_row);
-    const short pair = colortab[static_cast<size_t>(std::min(view->cursor_row, std::max(height - 1, 0)))];
-    mvchgat(view->cursor_row, 0, -1, A_REVERSE, pair, nullptr);
+    mvchgat(info.cursor_row, 0, -1, A_REVERSE, info.cursor_pair, nullptr);
     move(height - 1, 0);
     refresh();
 }
@@ -98,32 +96,41 @@ static int apply_binding(const menu_definition &def, const menu_view &view, int 
     return key;
 }
 
-/* The menu's own handling of a key. Returns 0 when it ends the menu. */
-static int handle_key(const menu_definition &def, menu_view *view, int key)
+/* The menu's own handling of a key. Returns false when it ends the menu. */
+static bool handle_key(const menu_definition &def, menu_view *view, int key)
 {
     switch (key) {
     case 'g':
     case 'G':
     case 'q':
     case 'Q':
-        return 0;
+        return false;
     case 'h':
     case 'H':
-        if (!def.help_file) return 1;
+        if (!def.help_file) return true;
         fprintf(stderr, "h pressed -> show help(%s)\n", def.help_file);
         show_help(def.help_file);
-        return 1;
+        return true;
     case 'j':
     case KEY_DOWN:
         move_down(view, screen_height());
-        return 1;
+        return true;
     case 'k':
     case KEY_UP:
         move_up(view);
-        return 1;
+        return true;
     default:
-        return 1;
+        return true;
     }
+}
+
+/* Draws the menu and reads a key. Where no key will ever come nobody is there to choose: that is the same as
+ * leaving, bound action included. */
+static int ask_for_key(const menu_definition &def, menu_view *view)
+{
+    draw_menu(def, view);
+    const int key = read_key();
+    return key == key_end ? 'q' : key;
 }
 
 void menu(const char *title, GList *list, line_formatter format_data, GCompareFunc do_show,
@@ -134,21 +141,18 @@ void menu(const char *title, GList *list, line_formatter format_data, GCompareFu
     menu_view view = open_view(list, do_show);
 
     const curses_session session;
-    if (session.is_open() && start_colors()) {
+    if (!session.is_open()) {
+        apply_binding(def, view, 'q'); /* nobody can choose anything */
+        return;
+    }
+    if (start_colors()) {
         col_no = pair_red;
         col_yes = pair_green;
     }
-    for (int going_on = 1; going_on;) {
-        int key = key_end;
-        if (session.is_open()) {
-            draw_menu(def, &view);
-            key = read_key();
-        }
-        if (key == key_end)
-            key = 'q'; /* nobody is there to choose: the same as leaving, bound action included */
-        going_on = handle_key(def, &view, apply_binding(def, view, key));
+    for (bool goes_on = true; goes_on;) {
+        const int key = ask_for_key(def, &view);
+        goes_on = handle_key(def, &view, apply_binding(def, view, key));
     }
-    if (!session.is_open()) return;
     clear();
     refresh();
 }

@@ -11,18 +11,22 @@ menu_view open_view(GList *list, GCompareFunc do_show)
     };
 }
 
+static bool is_shown(const menu_view *view, const GList *node)
+{
+    return view->do_show(node->payload, nullptr) == 0;
+}
+
 static GList *next_shown(const menu_view *view, GList *from)
 {
     return g_list_find_custom(from->next, nullptr, view->do_show);
 }
 
-/* The search runs along `next` only, so the list is turned round for it, and back. */
-static GList *previous_shown(menu_view *view, GList *from)
+static GList *previous_shown(const menu_view *view, GList *from)
 {
-    view->list = g_list_reverse(view->list);
-    GList *found = g_list_find_custom(from->next, nullptr, view->do_show);
-    view->list = g_list_reverse(view->list);
-    return found;
+    GList *node = from->prev;
+    while (node && !is_shown(view, node))
+        node = node->prev;
+    return node;
 }
 
 static void scroll_down(menu_view *view)
@@ -54,11 +58,26 @@ void move_up(menu_view *view)
     view->current = previous;
 }
 
+/* Scrolls back for as long as that fills rows which stay empty below the last item. */
+static void fill_height(menu_view *view, int height)
+{
+    int empty_rows = last_item_row(height) - first_item_row + 1;
+    for (const GList *node = view->first_visible; node && empty_rows > 0; node = node->next)
+        if (is_shown(view, node)) --empty_rows;
+    for (; empty_rows > 0; --empty_rows) {
+        GList *previous = previous_shown(view, view->first_visible);
+        if (!previous) return;
+        view->first_visible = previous;
+        ++view->cursor_row;
+    }
+}
+
 void fit_height(menu_view *view, int height)
 {
+    fill_height(view, height);
     if (view->cursor_row <= last_item_row(height)) return;
     /* A hidden first node takes no row: leaving it behind scrolls nothing. */
-    if (view->do_show(view->first_visible->payload, nullptr) != 0) scroll_down(view);
+    if (!is_shown(view, view->first_visible)) scroll_down(view);
     while (view->cursor_row > first_item_row && view->cursor_row > last_item_row(height)) {
         scroll_down(view);
         --view->cursor_row;

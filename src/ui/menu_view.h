@@ -28,5 +28,6 @@ menu_view open_view(GList *list, GCompareFunc do_show);
 void move_down(menu_view *view, int height);
 void move_up(menu_view *view);
 
-/* Scrolls so far that the highlight lies on a screen of the given height. */
+/* Scrolls so far that the highlight lies on a screen of the given height, and that no row of it stays empty
+ * while items are hidden above. */
 void fit_height(menu_view *view, int height);

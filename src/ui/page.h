@@ -10,4 +10,4 @@
 int showfileseg(FILE *src, int startline, WINDOW *scr, int rows, int cols);
 
 /* What the footer says of the position: "(All) ", "(Top) ", "(Bot) " or nothing. */
-const char *position_indicator(int startline, int at_end);
+const char *position_indicator(int startline, bool at_end);

@@ -1,7 +1,6 @@
 #include "ui/pager.h"
 
 #include "base/files.h"
-#include "ui/help.h"
 #include "ui/keys.h"
 #include "ui/page.h"
 #include "ui/screen.h"
@@ -11,12 +10,13 @@
 constexpr char help_footer[] = "%sUse cursor keys to scroll through help or hit \"q\" to return to program";
 constexpr char log_footer[] = "%sUse cursor keys to scroll through log  or hit \"q\" to quit";
 
-/* Draws the page that starts at line `start`, with its footer. Returns 1 when the file's end is visible. */
-static int draw_page(FILE *f, int start, WINDOW *window, const char *footer)
+/* Draws the page that starts at line `start`, with its footer. Says whether the file's end is visible. */
+static bool draw_page(FILE *f, int start, WINDOW *window, const char *footer)
 {
     const int height = getmaxy(window);
     const int width = getmaxx(window);
-    const int at_end = showfileseg(f, start, window, height - 1, width);
+    ROWS = height;
+    const bool at_end = showfileseg(f, start, window, height - 1, width) != 0;
     if (wmove(window, height - 1, 0) != ERR) {
         wclrtoeol(window);
         // NOLINTNEXTLINE(clang-diagnostic-format-nonliteral): one of the two constants above
@@ -32,7 +32,7 @@ static int draw_page(FILE *f, int start, WINDOW *window, const char *footer)
 static void page_through(FILE *f, WINDOW *window, const char *footer)
 {
     for (int start = 0;;) {
-        const int at_end = draw_page(f, start, window, footer);
+        const bool at_end = draw_page(f, start, window, footer);
         switch (read_key()) {
         case 'j':
         case KEY_DOWN:
@@ -44,8 +44,8 @@ static void page_through(FILE *f, WINDOW *window, const char *footer)
             break;
         case KEY_RESIZE:
             wresize(window, screen_height(), screen_width());
-            ROWS = screen_height();
-            untouchwin(stdscr); /* reading a key would paint it over the page */
+            /* Else reading a key would paint the screen below over the page. */
+            untouchwin(stdscr);
             touchwin(window);
             break;
         case 'q':
@@ -75,6 +75,5 @@ void showfile(const char *pathname)
     if (!f) return;
     const curses_session session;
     if (!session.is_open()) return;
-    ROWS = screen_height();
     page_through(f.get(), stdscr, log_footer);
 }

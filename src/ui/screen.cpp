@@ -64,13 +64,13 @@ curses_session::~curses_session()
     setlocale(LC_CTYPE, "C");
 }
 
-int start_colors()
+bool start_colors()
 {
-    if (!has_colors()) return 0;
+    if (!has_colors()) return false;
     start_color();
     init_pair(pair_red, COLOR_RED, COLOR_BLACK);
     init_pair(pair_green, COLOR_GREEN, COLOR_BLACK);
-    return 1;
+    return true;
 }
 
 int screen_height()

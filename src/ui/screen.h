@@ -10,8 +10,10 @@
 constexpr short pair_red = 1;   /* on black */
 constexpr short pair_green = 2; /* on black */
 
-extern int ROWS;       /* screen height, as the pager and the confirmation screen last saw it */
-extern int use_colors; /* the confirmation screen had colours */
+/* What the last screen was like, for whoever asks when curses mode is over and the standard screen can't be
+ * asked any more, a debugger above all. Nothing in the program decides on them. */
+extern int ROWS;       /* height, as the pager and the confirmation screen last saw it */
+extern int use_colors; /* 1: the confirmation screen had colours */
 
 /* Curses mode from construction to destruction: raw keys with function keys translated, the terminal's own
  * character set, signals noted. The terminal is restored at its end. Where the terminal can't be used
@@ -30,8 +32,8 @@ class curses_session
     SCREEN *screen_;
 };
 
-/* Defines the two colour pairs. Returns 1 when the terminal has colours, else 0. */
-int start_colors();
+/* Defines the two colour pairs. Says whether the terminal has colours. */
+bool start_colors();
 
 /* Height and width of the standard screen. */
 int screen_height();

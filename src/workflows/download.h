@@ -2,9 +2,9 @@
  * update. */
 #pragma once
 
-#include "base/status.h"
 #include "base/text.h"
 #include "list/list.h"
+#include "ui/status.h"
 
 /* Runs the whole workflow over devlist (GList of Dev) with fw_map (GList of Map, may be null). targets names
  * the drives of an unattended run; without it the operator is asked. Returns the summary line, never null,

@@ -1,9 +1,9 @@
 /* smart.h - the S.M.A.R.T. check: one attribute of every ATA drive, and a menu of the drives that failed. */
 #pragma once
 
-#include "base/status.h"
 #include "base/text.h"
 #include "list/list.h"
+#include "ui/status.h"
 
 #include <cstdint>
 

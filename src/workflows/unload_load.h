@@ -2,9 +2,9 @@
  * Levelling". */
 #pragma once
 
-#include "base/status.h"
 #include "base/text.h"
 #include "list/list.h"
+#include "ui/status.h"
 
 /* Cycles every drive of devlist, provided that the drive list `mapname` loads without a rejected line and is
  * not empty; the list does not choose among the drives. Returns the summary line, never null, owned by the

@@ -1,4 +1,4 @@
-#include "base/status.h"
+#include "ui/status.h"
 
 #include <utility>
 
