@@ -25,9 +25,9 @@ int showfileseg(FILE *src, int startline, WINDOW *scr, int rows, int cols)
         if (wmove(scr, row, 0) != ERR) wclrtoeol(scr);
         if (!fgets(line, sizeof line, src)) continue;
         strip_line(line);
-        if (line[1] == '\0' && isspace(static_cast<unsigned char>(line[0])))
-            continue; /* kept, but nothing to see */
-        if (wmove(scr, row, 0) != ERR) waddstr(scr, cut_to_width(line, cols).c_str());
+        /* A single white-space character is kept, but there is nothing to see. */
+        if (line[1] == '\0' && isspace(static_cast<unsigned char>(line[0]))) continue;
+        if (wmove(scr, row, 0) != ERR) waddstr(scr, overprint(line, cols).c_str());
     }
     return fgets(line, sizeof line, src) ? 0 : 1;
 }

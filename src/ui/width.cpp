@@ -12,6 +12,11 @@ struct glyph {
     size_t bytes; /* at least 1 */
     int columns;  /* -1: not printable */
 };
+
+struct piece {
+    std::string text;
+    int columns; /* that it fills */
+};
 } // namespace
 
 static glyph next_glyph(std::string_view s, mbstate_t *state)
@@ -25,7 +30,8 @@ static glyph next_glyph(std::string_view s, mbstate_t *state)
     return {bytes, wcwidth(wide)};
 }
 
-static std::string cut(std::string_view s, int columns)
+/* The beginning of s that fills at most so many columns. */
+static piece cut(std::string_view s, int columns)
 {
     std::string out;
     mbstate_t state = {};
@@ -47,15 +53,40 @@ static std::string cut(std::string_view s, int columns)
         used += g.columns < 0 ? 1 : g.columns;
         s.remove_prefix(g.bytes);
     }
-    return out;
+    return {out, used};
 }
 
 std::string printable(std::string_view s)
 {
-    return cut(s, INT_MAX);
+    return cut(s, INT_MAX).text;
 }
 
 std::string cut_to_width(std::string_view s, int columns)
 {
-    return cut(s, columns);
+    return cut(s, columns).text;
+}
+
+/* What stays in sight of a text when its first columns are written over; half a character becomes a blank. */
+static std::string uncovered(std::string_view text, int columns)
+{
+    mbstate_t state = {};
+    int covered = 0;
+    while (!text.empty() && covered < columns) {
+        const glyph g = next_glyph(text, &state);
+        covered += g.columns;
+        text.remove_prefix(g.bytes);
+    }
+    return (covered > columns ? " " : "") + std::string(text);
+}
+
+std::string overprint(std::string_view line, int columns)
+{
+    std::string shown;
+    for (;;) {
+        const size_t end = line.find('\r');
+        const piece over = cut(line.substr(0, end), columns);
+        shown = over.text + uncovered(shown, over.columns);
+        if (end == std::string_view::npos) return shown;
+        line.remove_prefix(end + 1);
+    }
 }

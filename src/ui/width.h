@@ -11,3 +11,7 @@ std::string printable(std::string_view s);
 
 /* The beginning of s that fills at most `columns` columns, in the form printable() gives it. */
 std::string cut_to_width(std::string_view s, int columns);
+
+/* The same for a line with carriage returns: what a terminal shows of it in the end, each part written over
+ * the beginning of those before. */
+std::string overprint(std::string_view line, int columns);
