@@ -41,6 +41,7 @@ constexpr size_t max_answer_len = 4;
 
 static void draw_warning()
 {
+    ROWS = screen_height();
     clear();
     for (const warning_line &line : warning_lines) {
         center(line.row, line.text);
@@ -53,33 +54,38 @@ static void draw_message(const char *message)
     draw_row(message_row, 0, message);
 }
 
-/* Has one line typed, drawing the dialog anew whenever the screen changes size. Returns 1, or 0 when no
- * answer will come. */
-static int read_phrase(std::string *phrase)
+/* Has one line typed, drawing the dialog anew whenever the screen changes size. Returns false when no answer
+ * will come. */
+static bool read_phrase(std::string *phrase)
 {
     typed_line line = {.row = input_row, .column = 0, .max_len = max_phrase_len, .text = ""};
     for (;;) {
         const line_state state = type_line(&line);
-        if (state == line_ended) return 0;
+        if (state == line_ended) return false;
         if (state == line_done) break;
-        ROWS = screen_height();
         draw_warning();
     }
     *phrase = line.text;
-    return 1;
+    return true;
 }
 
-/* Asks until the phrase or "exit" is typed. */
-static int ask_for_phrase()
+/* On a screen too low for the input row. Who can't see what is typed can back out, but accepts nothing. */
+static bool is_typed_unseen()
+{
+    return screen_height() <= input_row;
+}
+
+/* Asks until the phrase or "exit" is typed. Returns true for the phrase. */
+static bool ask_for_phrase()
 {
     std::string phrase;
     for (;;) {
         draw_message("");
-        if (!read_phrase(&phrase)) return 0;
-        if (phrase == short_code || phrase == risk_phrase) return 1;
-        if (strcasecmp(phrase.c_str(), "exit") == 0) return 0;
-        draw_message(
-            "Please enter the correct string:"); /* gone with the next pass, before anything is shown */
+        if (!read_phrase(&phrase)) return false;
+        if ((phrase == short_code || phrase == risk_phrase) && !is_typed_unseen()) return true;
+        if (strcasecmp(phrase.c_str(), "exit") == 0) return false;
+        /* Gone with the next pass, before anything is shown. */
+        draw_message("Please enter the correct string:");
     }
 }
 
@@ -87,14 +93,14 @@ int show_warning_and_request_confirmation(int yes)
 {
     if (yes) return 1;
     const curses_session session;
-    if (!session.is_open()) return 0; /* a risk that could not be shown was not accepted */
+    /* A risk that could not be shown was not accepted. */
+    if (!session.is_open()) return 0;
     if (start_colors()) use_colors = 1;
-    ROWS = screen_height();
     draw_warning();
-    const int accepted = ask_for_phrase();
+    const bool is_accepted = ask_for_phrase();
     clear();
     refresh();
-    return accepted;
+    return is_accepted ? 1 : 0;
 }
 
 /* Draws one line of the summary: its name, and its bracketed mark flush with the right edge. */
@@ -130,8 +136,8 @@ static void draw_summary(GList *status_list)
     draw_row(height - 1, 0, power_off_prompt);
 }
 
-/* Asks until the answer is exactly "Yes" or "No". Returns non-zero for "Yes". */
-static int ask_for_power_off(GList *status_list)
+/* Asks until the answer is exactly "Yes" or "No". Returns true for "Yes". */
+static bool ask_for_power_off(GList *status_list)
 {
     constexpr int prompt_len = sizeof power_off_prompt - 1;
     typed_line line = {.row = 0, .column = prompt_len, .max_len = max_answer_len, .text = ""};
@@ -139,10 +145,10 @@ static int ask_for_power_off(GList *status_list)
         draw_summary(status_list);
         line.row = screen_height() - 1;
         const line_state state = type_line(&line);
-        if (state == line_ended) return 0;
+        if (state == line_ended) return false;
         if (state == line_redraw) continue;
-        if (line.text == "Yes") return 1;
-        if (line.text == "No") return 0;
+        if (line.text == "Yes") return true;
+        if (line.text == "No") return false;
         line.text.clear();
     }
 }
@@ -152,8 +158,8 @@ int status_screen(GList *status_list)
     const curses_session session;
     if (!session.is_open()) return 0;
     start_colors();
-    const int answer = ask_for_power_off(status_list);
+    const bool is_yes = ask_for_power_off(status_list);
     clear();
     refresh();
-    return answer;
+    return is_yes ? 1 : 0;
 }

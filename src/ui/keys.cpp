@@ -10,9 +10,9 @@ constexpr int ctrl_u = 'U' & 0x1F;
 constexpr int ctrl_h = 'H' & 0x1F;
 constexpr int delete_char = 0x7F;
 
-/* Waits until there is something to read, the screen's size changes or the program is asked to end. Returns 1
- * when input (or its end) is waiting. */
-static int wait_for_input()
+/* Waits until there is something to read, the screen's size changes or the program is asked to end. Says
+ * whether input (or its end) is waiting. */
+static bool wait_for_input()
 {
     pollfd input = {.fd = STDIN_FILENO, .events = POLLIN, .revents = 0};
     return ppoll(&input, 1, nullptr, waiting_mask()) == 1;
@@ -20,13 +20,17 @@ static int wait_for_input()
 
 int read_key()
 {
-    for (int empty_reads = 0; empty_reads < 2;) { /* readable, yet nothing to read, twice in a row: the end */
+    bool was_readable = false;
+    for (;;) {
         if (end_is_requested()) return key_end;
-        const int key = getch(); /* does not wait: takes what curses has read ahead, too */
+        /* Does not wait: takes what curses has read ahead, too. */
+        const int key = getch();
         if (key != ERR) return key;
-        empty_reads = wait_for_input() ? empty_reads + 1 : 0;
+        const bool is_readable = wait_for_input();
+        /* Once, what was there may have been no whole key. Twice in a row, nothing but the input's end is. */
+        if (was_readable && is_readable) return key_end;
+        was_readable = is_readable;
     }
-    return key_end;
 }
 
 /* Draws the line in its place, one column a byte; it may run on into the next row. */
@@ -62,7 +66,6 @@ static bool is_erase(int key)
 
 line_state type_line(typed_line *line)
 {
-    if (move(line->row, line->column) == ERR) return read_key() == key_end ? line_ended : line_redraw;
     echo_line(*line);
     for (;;) {
         refresh();

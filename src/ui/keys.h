@@ -3,7 +3,8 @@
 
 #include <string>
 
-constexpr int key_end = -1; /* the input has ended, or the program is asked to end */
+/* The input has ended, or the program is asked to end. */
+constexpr int key_end = -1;
 
 /* Waits for a key on the standard screen. Returns its code, KEY_RESIZE after the terminal's size changed, or
  * key_end; once key_end, always key_end. */
@@ -25,5 +26,6 @@ enum line_state {
 };
 
 /* Lets the operator type on: characters are echoed in place, the erase keys take the last one back, Ctrl-U
- * all of them. Where the line's place lies outside the screen, waits for a key or another size. */
+ * all of them. Where the line's place lies outside the screen it is typed unseen, and appears once the screen
+ * has grown. */
 line_state type_line(typed_line *line);
