@@ -83,8 +83,7 @@ std::string overprint(std::string_view line, int columns)
 {
     std::string shown;
     for (;;) {
-        const size_t end = line.find('
-');
+        const size_t end = line.find('\r');
         const piece over = cut(line.substr(0, end), columns);
         shown = over.text + uncovered(shown, over.columns);
         if (end == std::string_view::npos) return shown;
