@@ -10,7 +10,7 @@ void list_one_device(gpointer data, gpointer)
 {
     FILE *const f = stdout;
     const auto *dev = static_cast<const Dev *>(data);
-    const std::string image = dev->image ? "\"" + std::string(last_component(dev->image)) + "\"" : "-";
+    const std::string image = dev->image ? format_text(path_size, "\"%s\"", last_component(dev->image)) : "-";
     fprintf(f, "%s,%u,%u,%s,\"%s\",%s,%s,%s;\n", shown(dev->adapter), dev->unit_host, dev->slot_id,
             shown_on(f, dev->vendor).c_str(), shown_on(f, dev->model).c_str(), shown_on(f, dev->rev).c_str(),
             dev->target_rev ? shown_on(f, dev->target_rev).c_str() : "-", image.c_str());
