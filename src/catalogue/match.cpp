@@ -56,8 +56,3 @@ void find_image(gpointer data, gpointer user_data)
     g_list_foreach(map, find_one_image, dev);
     if (verbose) fprintf(stderr, "find_image() done\n");
 }
-
-void count_drives_with_image(gpointer data, gpointer user_data)
-{
-    if (static_cast<const Dev *>(data)->image) ++*static_cast<unsigned *>(user_data);
-}

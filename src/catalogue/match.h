@@ -13,6 +13,3 @@ void find_image(gpointer data, gpointer user_data);
  * model and revision and the drive does not run the entry's new revision already, unless an update is forced.
  */
 void find_one_image(gpointer data, gpointer user_data);
-
-/* List callback over drives; adds 1 to the unsigned counter user_data when the drive has an image. */
-void count_drives_with_image(gpointer data, gpointer user_data);

@@ -23,11 +23,6 @@ static const action fw_actions[] = {
     {0,   nullptr           },
 };
 
-void clear_selected_one(gpointer data, gpointer)
-{
-    static_cast<Dev *>(data)->selected = 0;
-}
-
 int clear_selected_all(GList *list, gpointer)
 {
     g_list_foreach(list, clear_selected_one, nullptr);

@@ -22,6 +22,3 @@ gint show_fw_update_line(gconstpointer a, gconstpointer b);
 int fw_select(GList *list, gpointer node_data);
 int fw_deselect(GList *list, gpointer node_data);
 int clear_selected_all(GList *list, gpointer node_data);
-
-/* List callback: clears the drive's mark. */
-void clear_selected_one(gpointer data, gpointer user_data);

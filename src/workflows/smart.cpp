@@ -39,11 +39,6 @@ void check_SMART(gpointer data, gpointer user_data)
     dev->selected = 0; /* from here on: its locate LED is not lit */
 }
 
-void count_failed(gpointer data, gpointer user_data)
-{
-    if (static_cast<const Dev *>(data)->failed) ++*static_cast<unsigned *>(user_data);
-}
-
 const char *format_SMART_line(gpointer data, short *colorp)
 {
     static char line[menu_line_size];

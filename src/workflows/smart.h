@@ -16,9 +16,6 @@ status *do_SMART_check(GList *devlist, const char *mapname, const text &reldir, 
  * attribute number (uint8_t). A drive that can't be read is not failed. */
 void check_SMART(gpointer data, gpointer user_data);
 
-/* List callback: adds 1 to the unsigned counter user_data for a drive that failed. */
-void count_failed(gpointer data, gpointer user_data);
-
 /* The menu's line for a drive, or its header (see ui/menu.h), and whether the drive is offered: 0 when it is.
  */
 const char *format_SMART_line(gpointer data, short *colorp);

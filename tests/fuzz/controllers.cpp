@@ -1,5 +1,5 @@
 /* controllers.cpp - targets for what the controller library answers, for its drives too. */
-#include "fakes.h"
+#include "input.h"
 
 #include "device/storelib/controller.h"
 #include "device/storelib/discovery.h"
@@ -39,7 +39,7 @@ void library(input &)
 /* Log pages, and the lists that select pages and parameters, with which the input begins. */
 void log_pages(input &in)
 {
-    const auto dev = fake_drive(interface_scsi);
+    Dev dev = fake_dev(interface_scsi);
     const std::string pages = in.line();
     const std::string parameters = in.line();
 
@@ -54,5 +54,5 @@ void log_pages(input &in)
     assert(storelib::selected_page(value, longer.c_str()) == (is_inside || is_listed));
 
     const info selection = {pages.c_str(), parameters.c_str()};
-    storelib::dump_all_log_pages(dev.get(), &selection);
+    storelib::dump_all_log_pages(&dev, &selection);
 }

@@ -1,5 +1,5 @@
 /* files.cpp - targets for what people write: map, configuration, vendor table, target lists, inventories. */
-#include "fakes.h"
+#include "input.h"
 #include "rehearsal/inventory/inventory.h"
 
 #include "catalogue/map.h"
@@ -14,9 +14,9 @@
 /* Every line with content is an entry or an error. The input begins with a drive's model and revision. */
 void map(input &in)
 {
-    const auto dev = fake_drive(interface_scsi);
-    dev->model = in.line().substr(0, 40);
-    dev->rev = in.line().substr(0, 8);
+    Dev dev = fake_dev(interface_scsi);
+    dev.model = in.line().substr(0, 40);
+    dev.rev = in.line().substr(0, 8);
     file_content = in.left;
     constexpr ptrdiff_t max_repetitions = 2; /* a map holds the memory of all its patterns */
     if (std::count(file_content.begin(), file_content.end(), '{') > max_repetitions) return;
@@ -30,11 +30,11 @@ void map(input &in)
     assert(g_list_length(entries) + static_cast<unsigned>(errors) == lines);
     for (const GList *node = entries; node; node = node->next) {
         auto *entry = static_cast<Map *>(node->payload);
-        const bool fits = regexec(entry->model_pattern.get(), dev->model->c_str(), 0, nullptr, 0) == 0 &&
-                          regexec(entry->prev_rev.get(), dev->rev->c_str(), 0, nullptr, 0) == 0;
-        dev->image = nullptr;
-        find_one_image(entry, dev.get());
-        assert((dev->image == entry->pathname.c_str()) == (fits && dev->rev != entry->new_rev_s));
+        const bool fits = regexec(entry->model_pattern.get(), dev.model->c_str(), 0, nullptr, 0) == 0 &&
+                          regexec(entry->prev_rev.get(), dev.rev->c_str(), 0, nullptr, 0) == 0;
+        dev.image = nullptr;
+        find_one_image(entry, &dev);
+        assert((dev.image == entry->pathname.c_str()) == (fits && dev.rev != entry->new_rev_s));
     }
     g_list_free_full(entries, free_one_map);
 }
@@ -58,11 +58,11 @@ void vendor_table(input &in)
 {
     file_content = in.left;
     vendormap = load_vendormap("vendor.csv");
-    const auto dev = fake_drive(interface_scsi);
+    Dev dev = fake_dev(interface_scsi);
     for (const GList *node = vendormap; node; node = node->next) {
         unsigned mode;
-        dev->vendor = static_cast<const vendor *>(node->payload)->name;
-        assert(is_text(dev->vendor, line_size) && get_wb_mode(dev.get(), &mode));
+        dev.vendor = static_cast<const vendor *>(node->payload)->name;
+        assert(is_text(dev.vendor, line_size) && get_wb_mode(&dev, &mode));
         assert(!node->next || compare_vendor_names(node->payload, node->next->payload) <= 0);
     }
     g_list_free_full(vendormap, free_one_vendor);
@@ -72,18 +72,18 @@ void vendor_table(input &in)
  * adapter, host and slot. */
 void target_list(input &in)
 {
-    const auto dev = fake_drive(interface_scsi);
-    dev->adapter = in.line();
-    dev->unit_host = in.number(1);
-    dev->slot_id = in.number(1);
-    dev->image = "image";
+    Dev dev = fake_dev(interface_scsi);
+    dev.adapter = in.line();
+    dev.unit_host = in.number(1);
+    dev.slot_id = in.number(1);
+    dev.image = "image";
     const std::string list = std::string(in.left).c_str();
     const std::string own =
-        *dev->adapter + "," + std::to_string(dev->unit_host) + "," + std::to_string(dev->slot_id);
+        *dev.adapter + "," + std::to_string(dev.unit_host) + "," + std::to_string(dev.slot_id);
     const bool is_valid = list != "ALL" && valid_targets(list.c_str()) && valid_targets(own.c_str());
     for (std::string targets : {list, list + ":" + own, own + ":" + list}) {
-        select_auto_target(dev.get(), targets.data());
-        assert(dev->selected || targets == list || !is_valid);
+        select_auto_target(&dev, targets.data());
+        assert(dev.selected || targets == list || !is_valid);
     }
 }
 

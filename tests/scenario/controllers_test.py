@@ -179,16 +179,17 @@ class Runs(unittest.TestCase):
                   ('0,8,2,ATA,"WD5002ABYS-50B1B1"', "flash-exit=46", False),
                   ('0,8,3,ATA,"WD5002ABYS-50B1B2"', anyway.replace("46", "45"), False),
                   ('1,9,0,ATA,"WD5002ABYS-50B1B0"', anyway, False),
-                  ('2,9,1,ATA,"WD5002ABYS-50B1B0"', anyway + " pci=1001:005B", False)]
+                  ('2,9,1,ATA,"WD5002ABYS-50B1B0"', anyway + " pci=1001:005B", False),
+                  ('sda,10,0,ATA,"WD5002ABYS-50B1B0"', anyway, False)]
         inventory = "".join(f"{drive},03.00C06,-,-; {words}\n" for drive, words, _ in drives)
         m = Machine(self, inventory, self.FILES).run("--targets", "ALL")
         self.assertEqual((m.status, m.out), (0, "".join(
-            f"{drive[:5]},SUCCESS,03.00C07,03.00C07;\n" if good else f"{drive[:5]},FAILED,03.00C06,03.00C06;\n"
+            drive.split("ATA")[0] + ("SUCCESS,03.00C07,03.00C07;\n" if good else "FAILED,03.00C06,03.00C06;\n")
             for drive, _, good in drives)))
         first, *rest = m.log.split("Now executing: ")[1:]
         self.assertEqual(first, "storcli '/c0/e8/s0' 'download' 'src=R//Data/wd.bin'\nstorcli: the download failed\n"
-                                "Ignoring bogus error 0x2e\nFirmware update of drive 1 of 6 successful, duration Ns!\n")
-        self.assertEqual([text.count("failed with status 4") for text in rest], [7] * 5)
+                                "Ignoring bogus error 0x2e\nFirmware update of drive 1 of 7 successful, duration Ns!\n")
+        self.assertEqual([text.count("failed with status 4") for text in rest], [7] * 6)
 
     def test_cycling(self):
         read = ("lib-scsi id=01000000 device={0} size=576 target={0} op=1 lun=0 timeout=10 "

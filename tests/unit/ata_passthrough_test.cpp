@@ -40,17 +40,8 @@ TEST(ata_passthrough, each_command_has_its_protocol_direction_and_device)
 
 TEST(ata_passthrough, large_values_extend_the_command)
 {
-    static const struct {
-        uint32_t feature, count;
-        lba_t lba;
-        const char *registers; /* bytes 1 to 12 of READ DMA EXT */
-    } cases[] = {
-        {0,       255,     0xFFFFFF,           "0c 0e 00 00 00 ff 00 ff 00 ff 00 ff"},
-        {0,       256,     0,                  "0d 0e 00 00 01 00 00 00 00 00 00 00"},
-        {0,       1,       0x1000000,          "0d 0e 00 00 00 01 01 00 00 00 00 00"},
-        {0x100,   1,       0,                  "0d 0e 01 00 00 01 00 00 00 00 00 00"},
-        {0x10002, 0x10001, 0xFFFF060504030201, "0d 0e 00 02 00 01 04 01 05 02 06 03"},
-    };
-    for (const auto &c : cases)
-        EXPECT_EQ(block(0x25, c.feature, c.count, c.lba), std::string("85 ") + c.registers + " 40 25 00");
+    EXPECT_EQ(block(0x25, 0, 255, 0xFFFFFF), "85 0c 0e 00 00 00 ff 00 ff 00 ff 00 ff 40 25 00");
+    EXPECT_EQ(block(0x25, 0, 256, 0), "85 0d 0e 00 00 01 00 00 00 00 00 00 00 40 25 00");
+    EXPECT_EQ(block(0x25, 0x100, 1, 0), "85 0d 0e 01 00 00 01 00 00 00 00 00 00 40 25 00");
+    EXPECT_EQ(block(0x25, 2, 0x10001, 0xFFFF060504030201), "85 0d 0e 00 02 00 01 04 01 05 02 06 03 40 25 00");
 }

@@ -1,6 +1,6 @@
 #include "device/sgen/caching.h"
-#include "fakes.h"
 #include "helpers.h"
+#include "scripted.h"
 
 TEST(caching, read_cache_bit_is_set_byte_by_byte)
 {
@@ -34,7 +34,7 @@ TEST(caching, read_cache_bit_is_set_byte_by_byte)
         drive.expect("in 1a 08 08 00 04 00 [4]", page);
         drive.expect("in 1a 08 08 00 " + length, page);
         if (c.sent)
-            drive.expect("out 15 00 00 00 " + length + " " + c.sent, "", *c.message ? refused : sg_outcome{});
+            drive.expect("out 15 00 00 00 " + length + " " + c.sent, "", *c.message ? refused : outcome{});
         const std::string said =
             written_to(stderr, [&] { EXPECT_EQ(sgen::set_RCD(&drive.dev, c.rcd), c.old); });
         EXPECT_TRUE(said.starts_with("*** Caching mode page 8h (pre):\n00000000: " + std::string(c.page, 2)));
@@ -42,15 +42,4 @@ TEST(caching, read_cache_bit_is_set_byte_by_byte)
         EXPECT_TRUE(said.ends_with(c.message));
         EXPECT_EQ(said.find("Failed") != std::string::npos, *c.message != '\0');
     }
-}
-
-TEST(caching, a_drive_may_refuse_its_page)
-{
-    fake_drive drive;
-    drive.expect("in 1a 08 08 00 04 00 [4]", "", refused);
-    drive.expect("in 1a 08 08 00 04 00 [4]", bytes("ff 00 00 00"));
-    drive.expect("in 1a 08 08 00 00 00 [256]", "", refused); /* 256 does not fit into the length's byte */
-    for (int i = 0; i < 2; ++i)
-        EXPECT_EQ(written_to(stderr, [&] { EXPECT_EQ(sgen::set_RCD(&drive.dev, 1), 0U); }),
-                  "Failed to MODE SENSE Caching mode page 8h\n");
 }

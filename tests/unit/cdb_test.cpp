@@ -32,7 +32,7 @@ TEST(cdb, options_change_their_bits_and_the_later_wins)
         {START_STOP_UNIT, CDB_STARTSTOP_START,      1,       CDB_STARTSTOP_START,         2,    "1b 00 00 00 00 00"},
         {INQUIRY,         CDB_VPD,                  0x180,   CDB_OPTION_END,              0,    "12 01 80 00 a4 00"},
         {MODE_SENSE_6,    CDB_MODE_SENSE_PC,        7,       CDB_MODE_SENSE_PAGE_CODE,    8,    "1a 00 c8 00 a4 00"},
-        {MODE_SENSE_6,    CDB_MODE_SENSE_PAGE_CODE, 0xC8,    CDB_MODE_SENSE_PC,           3,    "1a 00 c8 00 a4 00"},
+        {MODE_SENSE_6,    CDB_MODE_SENSE_PAGE_CODE, 0xFF,    CDB_MODE_SENSE_PC,           2,    "1a 00 bf 00 a4 00"},
         {MODE_SENSE_6,    CDB_MODE_SENSE_DBD,       3,       CDB_OPTION_END,              0,    "1a 08 00 00 a4 00"},
         {MODE_SELECT_6,   CDB_MODE_SELECT_SP,       1,       CDB_OPTION_END,              0,    "15 01 00 00 a4 00"},
         {TEST_UNIT_READY, CDB_SERVICE_ACTION,       0xFF,    CDB_FUA,                     0,    "00 17 00 00 00 00"},

@@ -27,31 +27,13 @@ TEST(targets, a_list_selects_the_drives_it_names)
     for (const char *hit : {"ALL", "sda,2,5", "SDA,2,5", "sdb,2,5:sda,3,5:sda,2,5", "sda,2,5:", "sda,02,05",
                             "sda,2,5:junk", "sda,*,*", "*xyz,2,5", "*xyz,*,*", "*2,:,2,5"})
         EXPECT_EQ(selected("sda", "image", hit, 0), 1) << hit;
-    for (const char *miss : {"",
-                             "all",
-                             "sda,2,6",
-                             "sda,20,5:sda,2,55",
-                             "sda,2,5x",
-                             "sda,2,4294967301",
-                             "sda,4294967298,5",
-                             "sda,2,",
-                             "sda,+2,5",
-                             "sda, 2,5",
-                             "sda,2",
-                             "sda",
-                             "sdab,2,5",
-                             "sd,2,5",
-                             "sda,*,6",
-                             "sda,**,5",
-                             "*,2,5",
-                             "*xy,2,5",
-                             "*wxyz,2,5",
-                             "*:sda,2,5",
-                             "*",
-                             "*ab",
-                             "*abc",
-                             "sdb,2,5"})
-        EXPECT_EQ(selected("sda", "image", miss, 1), 0) << miss;
+    std::istringstream misses(
+        "all sda,2,6 sda,20,5:sda,2,55 sda,2,5x sda,2,4294967301 sda,4294967298,5 sda,2, sda,+2,5 "
+        "sda,2 sda sdab,2,5 sd,2,5 sda,*,6 sda,**,5 *,2,5 *xy,2,5 *wxyz,2,5 *:sda,2,5 * *ab *abc "
+        "sdb,2,5");
+    for (std::string miss; misses >> miss;)
+        EXPECT_EQ(selected("sda", "image", miss.c_str(), 1), 0) << miss;
+    EXPECT_EQ(selected("sda", "image", "", 1) + selected("sda", "image", "sda, 2,5", 1), 0);
     EXPECT_EQ(selected("sdab", "image", "sda,2,5", 1), 0);
     EXPECT_EQ(selected("", "image", "*,2,5", 0), 1);
     for (const int mark : {0, 1}) { /* without a list or an image the mark stays */

@@ -1,8 +1,8 @@
 #include "workflows/update.h"
 
 #include "device/dev.h"
-#include "fakes.h"
 #include "helpers.h"
+#include "process.h"
 
 static std::vector<std::string> tool;
 
