@@ -62,8 +62,10 @@ void move_up(menu_view *view)
 static void fill_height(menu_view *view, int height)
 {
     int empty_rows = last_item_row(height) - first_item_row + 1;
-    for (const GList *node = view->first_visible; node && empty_rows > 0; node = node->next)
+    const GList *node = view->first_visible;
+    do
         if (is_shown(view, node)) --empty_rows;
+    while ((node = node->next) && empty_rows > 0);
     for (; empty_rows > 0; --empty_rows) {
         GList *previous = previous_shown(view, view->first_visible);
         if (!previous) return;

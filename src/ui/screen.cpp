@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+#include <unistd.h>
 
 int ROWS;
 int use_colors;
@@ -36,6 +37,18 @@ static void take_signals_from_library()
         signal(s, SIG_DFL);
 }
 
+/* Where the error stream is a file, the operator is told on the terminal, too. */
+static void report_no_screens()
+{
+    const char *const terminal = getenv("TERM");
+    const std::string message =
+        format_text(line_size, "No screens on terminal \"%s\"\n", terminal ? terminal : "");
+    fputs(message.c_str(), stderr);
+    if (isatty(STDERR_FILENO) || !isatty(STDOUT_FILENO)) return;
+    fputs(message.c_str(), stdout);
+    fflush(stdout);
+}
+
 curses_session::curses_session() : screen_(nullptr)
 {
     fflush(stdout);
@@ -44,8 +57,7 @@ curses_session::curses_session() : screen_(nullptr)
     screen_ = newterm(nullptr, stdout, stdin);
     if (!screen_) {
         setlocale(LC_CTYPE, "C");
-        const char *const terminal = getenv("TERM");
-        fprintf(stderr, "No screens on terminal \"%s\"\n", terminal ? terminal : "");
+        report_no_screens();
         return;
     }
     give_signals_to_library();
