@@ -1,5 +1,6 @@
 #include "base/shell.h"
 
+#include "base/handles.h"
 #include "base/signals.h"
 
 #include <cerrno>
@@ -19,6 +20,7 @@ void run_in_shell(const char *command)
     if (pid == 0) {
         reset_signals();
         dup2(STDERR_FILENO, STDOUT_FILENO);
+        close_all_but_streams();
         execl("/bin/sh", "sh", "-c", command, nullptr);
         perror("/bin/sh");
         _exit(1);

@@ -80,9 +80,8 @@ leave_keys_to_child::~leave_keys_to_child()
 
 void reset_signals()
 {
-    for (const int s : held_signals)
-        signal(s, SIG_DFL);
-    signal(SIGPIPE, SIG_DFL);
+    for (int s = 1; s < NSIG; ++s)
+        signal(s, SIG_DFL); /* of those that can't be set nothing can be inherited */
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -222,7 +222,7 @@ int main(int argc, char *argv[])
         show_versions(opts.show_version);
         return 0;
     }
-    unique_fd lock; /* until the end: what the run starts inherits it */
+    unique_fd lock; /* until the end */
     if (!opts.list_only && !take_run_lock(&lock)) return exit_failure;
     if (!verbose)
         redirect_diagnostics(
@@ -238,6 +238,7 @@ int main(int argc, char *argv[])
     if (!opts.reldir && answer) {
         fflush(nullptr);
         reset_signals();
+        close_all_but_streams();
         execlp("init", "init", "0", nullptr);
     }
     return 0;

@@ -77,6 +77,6 @@ bool take_run_lock(unique_fd *lock)
     }
     const std::string holders = find_holders(fd.get());
     fprintf(stderr, "%s: another run is at work: %s\n", run_lock_path,
-            holders.empty() ? "it has just ended" : holders.c_str());
+            holders.empty() ? "none of its processes is seen from here" : holders.c_str());
     return false;
 }

@@ -113,12 +113,14 @@ class Update(unittest.TestCase):
         self.assertEqual(m.log, started(0) + failed(0, said="fw_download: No such file or directory\n") * 7)
 
     def test_tool_inherits_the_lock_and_nothing_else(self):
-        tool = ('#!/bin/sh\nfor fd in /proc/$$/fd/*; do readlink "$fd"; done; grep -E "Sig(Ign|Blk)" /proc/$$/status\n'
-                'set -- $(cat /proc/$$/stat); [ $1 = $6 ] && echo leads its session\n')
+        tool = ('#!/bin/sh\nfor fd in /proc/$$/fd/*; do readlink "$fd"; done\n'
+                'set -- $(cat /proc/$$/stat); [ $1 = $6 ] && echo leads its session\n'
+                'exec grep -E "Sig(Ign|Blk)" /proc/self/status\n')  # a shell blocks some while it starts a command
         m = Machine(self, drive(0) + drive(1), FILES | {"usr/sbin/fw_download": tool})
         (m.root / "usr/sbin/fw_download").chmod(0o755)
         with open(__file__, "rb") as typed_ahead:
-            m.run("--targets", "sdb,0,1", without=["fw_download"], stdin=typed_ahead)
+            m.run("--targets", "sdb,0,1", without=["fw_download"], stdin=typed_ahead,
+                  preexec_fn=lambda: signal.signal(signal.SIGUSR1, signal.SIG_IGN))
         self.assertEqual(sorted(m.log.replace(str(m.dir), "DIR").splitlines()[1:-1]), [
             "/dev/null", "DIR/run/vandrel.lock", "R/tmp/Vandrel.log", "R/tmp/Vandrel.log", "R/usr/sbin/fw_download",
             "SigBlk:\t0000000000000000", "SigIgn:\t0000000000000000", "leads its session"])
