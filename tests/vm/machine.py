@@ -23,7 +23,7 @@ HERE = pathlib.Path(__file__).resolve().parent
 MODULES = ("virtio_pci", "virtio_console", "sd_mod", "sr_mod", "sg", "ahci", "virtio_scsi", "megaraid_sas", "xhci-pci",
            "usb-storage", "scsi_debug", "target_core_user", "tcm_loop")
 # Real programs, for /usr/bin; BusyBox, in /bin, comes after them on the guest's search path.
-TOOLS = ("bash", "modprobe", "lsscsi", "lsblk", "sg_inq", "sg_readcap", "sg_modes", "hdparm", "smartctl")
+TOOLS = ("bash", "modprobe", "lsscsi", "sg_inq", "sg_readcap", "sg_modes", "hdparm")
 
 
 def run(*command, **options):

@@ -4,7 +4,6 @@ a whole run typed at the serial line, up to the power-off that ends the machine.
 import gzip
 import os
 import pathlib
-import time
 
 from machine import GIB, Devices
 
@@ -44,22 +43,6 @@ def files():
     }
 
 
-def light_a_drive(keyboard, shell):
-    """A run that updates nothing. A lit drive gets many more commands than the 21 of the head movement, and nobody goes on
-    sending them. The drive's S.M.A.R.T. page isn't one of ours, so it counts as lit at first."""
-    events = "/sys/kernel/tracing/events/scsi/scsi_dispatch_cmd_start/enable"
-    shell(f"mount -t tracefs none /sys/kernel/tracing; echo 1 >{events}; vandrel -A")
-    for screen, keys in [("Select keyboard", "q"), ("WARNING!.*to skip", "exit\r"), ("S.M.A.R.T. Check.*for act", "ll")]:
-        keyboard.wait_for(screen)
-        keyboard.type(keys)
-    time.sleep(2)                               # of two seconds one is a busy one
-    keyboard.type("q")
-    keyboard.wait_for("Summary Page.*No\": ")
-    keyboard.type("No\r")
-    shell(f"echo 0 >{events}; echo $(grep -c 'raw=85 .* 42 ' /sys/kernel/tracing/trace) sent,"
-          " $(grep -l vandrel /proc/[0-9]*/comm | wc -l) left", r" [1-9]\d{2,} sent, 0 left")
-
-
 def session(keyboard):
     def shell(command, *answers):
         keyboard.wait_for("ready: $")
@@ -72,7 +55,6 @@ def session(keyboard):
     shell("vandrel-maplint /Data/Map.txt; echo maplint $?", "maplint 0")
     shell("dpkg -P vandrel && /vm/list | diff /tmp/before - && echo nothing' is left'", "nothing is left")
     shell("dpkg -i /vandrel.deb", "Setting up")
-    light_a_drive(keyboard, shell)
     shell("vandrel -A")
     keyboard.wait_for(r"\*\*\* Select keyboard mapping \(Vandrel V7\).*us .*for act")
     keyboard.type("\r")

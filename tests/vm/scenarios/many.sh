@@ -22,8 +22,6 @@ time_of() {
 record_times() {
     record "time.list.$1" time_of 5 vandrel -R $tree --list
     record "time.lsscsi.$1" time_of 5 lsscsi -g
-    record "time.lsblk.$1" time_of 3 lsblk -S -o NAME,VENDOR,MODEL,REV,SERIAL
-    record "time.smartctl.$1" time_of 3 smartctl --scan-open
     record "time.sg_inq.$1" time_of 1 inquire_each
 }
 
