@@ -11,7 +11,7 @@ _vandrel() {
     esac
     local options="-A -M -R -V -f -h -k -l -n -v --list --targets --nocheck"
     case "${COMP_WORDS[0]##*/}" in
-    vandrel-rehearse) options="--dir --without $options" ;;
+    vandrel-rehearse) options="--dir --power-cycle --without $options" ;;
     vandrel-maplint) options="-R -n" ;;
     esac
     case "$current" in

@@ -51,8 +51,8 @@ class unique_fd
     int fd_;
 };
 
-/* For a process that becomes a program which has no part in the run: leaves it the standard streams and none of
- * the descriptors that a flashing tool inherits on purpose. */
+/* For a process that becomes a program which has no part in the run: leaves it the standard streams and none
+ * of the descriptors that a flashing tool inherits on purpose. */
 inline void close_all_but_streams()
 {
     close_range(STDERR_FILENO + 1, ~0U, 0);

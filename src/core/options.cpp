@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-constexpr char short_options[] = "?AM:R:Vfhklnv";
+const char short_options[] = "?AM:R:Vfhklnv";
 
 const option options[] = {
   /* name      argument           flag     value */

@@ -18,7 +18,8 @@ struct run_options {
 
 enum parse_result { parse_done, parse_help_shown };
 
-extern const option options[]; /* the long options */
+extern const char short_options[];
+extern const option options[]; /* the long ones */
 
 /* Takes apart the command line into *opts and into the settings that options set (verbose and others).
  * Returns parse_help_shown after the full help, which ends the program. */

@@ -2,6 +2,7 @@
 #include "input.h"
 #include "rehearsal/inventory/inventory.h"
 
+#include "base/files.h"
 #include "catalogue/map.h"
 #include "catalogue/map_line.h"
 #include "catalogue/match.h"
@@ -21,7 +22,7 @@ void map(input &in)
     constexpr ptrdiff_t max_repetitions = 2; /* a map holds the memory of all its patterns */
     if (std::count(file_content.begin(), file_content.end(), '{') > max_repetitions) return;
 
-    map_reader reader = {.file = file_ptr(fopen("Map.txt", "r")), .number = 0, .line = ""};
+    map_reader reader = {.file = open_data_file("Map.txt"), .number = 0, .line = ""};
     unsigned lines = 0;
     while (next_map_line(&reader))
         ++lines;

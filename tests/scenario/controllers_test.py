@@ -51,7 +51,7 @@ ROWS = [  # drives of one controller or two, their lines in the listing, a line 
     (SAS + "patch=lib-pd-list:4:00", "", None),
     (SAS + "short=lib-pd-list:8", "", "    SL_GET_PD_INFO failed: 0xc"),
     (SAS + "serial=ABCDEFGHIJ", SAS_LINE,
-     'Vendor="HGST", Model="HUS{c}ALS640", Rev="A1C4", Serial="ABCDEFGHIJ' + " " * 18 + 'A1C4"'),
+     'Vendor="HGST", Model="HUS{c}ALS640", Rev="A1C4", Serial="ABCDEFGHIJ"'),
     (X15 + " serial=ABCDEFGHIJ", X15 + "\n", 'Vendor="SEAGATE", Model="X15 {c}", Rev="1.00", Serial="ABCDEFGH"'),
     (SAS + "answer=1201800004:0080ffff", SAS_LINE, 'Vendor="HGST", Model="HUS{c}ALS640", Rev="A1C4", Serial=""'),
     (X15 + " refuse=1201", X15 + "\n", "Scsi status: 0x2"),

@@ -16,6 +16,7 @@ REGISTERS = "7201001d0000000e" "090c0000000100000000000" "0a050"  # ATA status r
 FILES = {"Data/Map.txt": "ST4000.* SN04 SN06 a/x-SN06.lod\nHUS.* A1C4 A280 y.bin\n",
          "Data/a/x-SN06.lod": "", "Data/y.bin": ""}
 
+AFTER_RESET = ATA + "attention=0x2900"  # told once, in place of the drive's identity
 ROWS = [  # drives of one host, their lines in the listing, a line of the trace between theirs
     (ATA, ATA_LINE, 'Adding new sda [{h},0] V=ATA M=ST4000NM0033-9ZM170 R=SN04 I=(null)'),
     (SAS + "serial=S0M12345XYZ", SAS_LINE, 'Vendor="SEAGATE", Model="ST600MM0006", Rev="0003", Serial="S0M12345"'),
@@ -51,6 +52,8 @@ ROWS = [  # drives of one host, their lines in the listing, a line of the trace 
     (ATA + "no-identify", ATA_BY_INQUIRY, "SATA(ECh): masked_status == 1"),
     (ATA + "sense=ata-EC:" + REGISTERS, ATA_LINE, "    status=50"),
     (ATA + "sense=ata-EC:700101", ATA_BY_INQUIRY, None),  # that key counts in the other format only
+    (AFTER_RESET, ATA_BY_INQUIRY, "SATA(ECh): masked_status == 1"),
+    (SAS + "attention=0x3f01", SAS_LINE, None),
     (ATA + "short=ata-EC:60", ATA_LINE.replace("NM0033-9ZM170", ""), None),
     (ATA + "patch=ata-EC:54:00", 'sda,{h},0,ATA,"S",SN04,-,-;\n', None),  # a NUL ends the text
 ]
@@ -72,17 +75,19 @@ class Listing(unittest.TestCase):
                 self.assertIn((said or "").format(h=host, n=nodes.index(host)), ["", *trace.splitlines()])
 
         identify = "ATA in 85 08 0e 00 00 00 01 00 00 00 00 00 00 00 ec 00 len=512 "
-        serial = ["SCSI in 12 01 80 00 04 00 len=4 ok", "SCSI in 12 01 80 00 24 00 len=36 ok"]
+        serial = ["SCSI in 12 01 80 00 04 00 len=4 ok", "SCSI in 12 01 80 00 0c 00 len=12 ok"]
         capacity = "SCSI in 9e 10 00 00 00 00 00 00 00 00 00 00 00 0c 00 00 len=12 ok"
         for words, sent in {
                 ATA: [identify + "ok"],
-                SAS + "serial=S0M12345XYZ": [identify + "check=05/20/00", *serial, capacity],
+                SAS + "attention=0x3f01": [identify + "check=06/3f/01", *serial, capacity],
                 SAS + "host-driver=usb-storage": [], SAS + "type=5": [],
                 SAS + "refuse=9E,25": [identify + "check=05/20/00", *serial, capacity.replace("ok", "check=05/20/00"),
                                        "SCSI in 25 00 00 00 00 00 00 00 00 00 len=12 check=05/20/00"]}.items():
             self.assertEqual(m.sent(f"sda,{[row[0] for row in ROWS].index(words)},0"), sent)
 
         quiet = m.run("--list")
+        once = [row[0] for row in ROWS].index(AFTER_RESET)
+        expected = expected.replace(ATA_BY_INQUIRY.format(h=once), ATA_LINE.format(h=once))
         self.assertEqual((quiet.status, quiet.out, quiet.err), (0, expected, ""))
         said = re.sub(r"(?<=sg)\d+|\d+(?=:0:0:0)", "N", quiet.diagnostics).splitlines()
         self.assertEqual({line for line in said if not re.match("[0-9a-f]{8}:", line)}, {

@@ -39,10 +39,10 @@ class Machine:
             kept |= {"LD_PRELOAD": f"{self.build}/libvandrel-rehearsal.so", "VANDREL_REHEARSAL": str(self.dir)}
         return kept | {"VANDREL_REHEARSAL_SLEEP": "0", "ASAN_OPTIONS": reports, "UBSAN_OPTIONS": reports} | more
 
-    def start(self, *args, without=(), direct=False, env=None, **popen):
-        """Directly: without vandrel-rehearse, which would mend the root tree of the machine that it built."""
+    def start(self, *args, without=(), launch=(), direct=False, env=None, **popen):
+        """Directly: without vandrel-rehearse, whose options are in launch; it would mend the root tree that it built."""
         command = [self.build / "vandrel", "-R", self.root] if direct else [
-            self.build / "vandrel-rehearse", "--dir", self.dir, *(f"--without={name}" for name in without),
+            self.build / "vandrel-rehearse", "--dir", self.dir, *(f"--without={name}" for name in without), *launch,
             self.dir / "drives"]
         return subprocess.Popen([*command, *args], env=self.environment(direct, **(env or {})), **{
             "stdin": subprocess.DEVNULL, "stdout": subprocess.PIPE, "stderr": subprocess.PIPE} | popen)

@@ -55,7 +55,7 @@ class Update(unittest.TestCase):
     def test_chosen_drives_are_flashed_and_no_others(self):
         drives = (drive(0) + drive(1, rev="SN06") + 'sdd,1,8,HGST,"HUS",A1C4,-,-;\n'
                   'sdc,1,7,SEAGATE,"ST600MM0006",0003,-,-;\n')
-        a, c = result(0), "sdc,1,7,SUCCESS,0003,0004;\n"
+        a, c = result(0), "sdc,1,7,SUCCESS,0003,;\n"  # its serial number page holds nothing but the serial number
         for config, options, results in [
                 ("", ["--targets", "ALL"], a + c),
                 ("", ["--targets", "sda,0,0:sdq,9,9:sdb,0,1:sdd,1,8"], a),
@@ -98,6 +98,15 @@ class Update(unittest.TestCase):
                                                     result(4) + result(5, "FAILED", "SN04"), ""))
         flash = f"flash fw_download //Data/{IMAGE} attempt="
         self.assertEqual(m.sent("sda,0,0")[1:4], [flash + "1 exit=1", flash + "2 exit=1", flash + "3 revision=SN06"])
+
+    def test_what_drives_run_afterwards(self):
+        drives = (drive(0, "flash-needs-power-cycle") + 'sdb,0,1,SEAGATE,"ST600",0003,-,-; flash-needs-power-cycle\n'
+                  'sdc,0,2,SEAGATE,"ST600",0003,-,-; serial-page-revision\n')
+        m = Machine(self, drives, FILES).run("--targets", "ALL")
+        self.assertEqual(m.out, result(0, "SUCCESS", "SN04") + "sdb,0,1,SUCCESS,0003,;\nsdc,0,2,SUCCESS,0003,0004;\n")
+        for options, now in ([], ["SN04", "0003", "0004"]), (["--power-cycle"], ["SN06", "0004", "0004"]):
+            m.run("--list", launch=options)
+            self.assertEqual([line.split(",")[5] for line in m.out.splitlines()], now)
 
     def test_script_repeats_the_update(self):
         m = Machine(self, drive(0, "flash-fails=10") + drive(1, "flash-fails=20"), FILES).run("--targets", "ALL")

@@ -27,6 +27,12 @@ bool decode_direction(uint8_t dir, direction &decoded)
     return true;
 }
 
+/* How the flags announce the transfer: none, or data by PIO (protocol bit) from the drive. */
+uint32_t flags_of(direction dir)
+{
+    return dir == direction::none ? STP_FLAGS_NON_DATA : STP_FLAGS_DATA_IN;
+}
+
 uint32_t status_of(const outcome &out)
 {
     if (out.error != 0) return MFI_STAT_DEVICE_NOT_FOUND;
@@ -83,8 +89,10 @@ uint32_t pass_scsi(const machine &m, const drive_profile &profile, std::span<uin
                        header.timeout);
     if (header.dataSize > buffer.size() - sizeof header) return SL_ERR_BUFFER_TOO_SMALL;
     request req{};
+    if (header.targetId != profile.device_id || header.lun != 0) return MFI_STAT_DEVICE_NOT_FOUND;
     const bool is_cdb = header.cdbLength >= min_cdb_len && header.cdbLength <= sizeof header.cdb;
-    if (!is_cdb || !decode_direction(header.dir, req.dir)) return drive_did_not_answer;
+    if (header.cmd != SL_CMD_OP_PD_SCSI || !is_cdb || !decode_direction(header.dir, req.dir))
+        return invalid_parameter;
     req.bytes = {header.cdb, header.cdbLength};
     req.ata = decode_pass_through(req.bytes);
     if (req.dir != direction::none) req.data = buffer.subspan(sizeof header, header.dataSize);
@@ -110,9 +118,13 @@ uint32_t pass_ata(const machine &m, const drive_profile &profile, std::span<uint
     if (header.fisResponseLen < fis_len || room.size() < fis_len || header.dataLen > room.size() - fis_len)
         return SL_ERR_BUFFER_TOO_SMALL;
     request req{};
-    if (!decode_direction(header.dir, req.dir)) return drive_did_not_answer;
+    if (header.targetId != profile.device_id) return MFI_STAT_DEVICE_NOT_FOUND;
+    if (!decode_direction(header.dir, req.dir) || header.stpFlags != flags_of(req.dir))
+        return invalid_parameter;
     req.bytes = {reinterpret_cast<const uint8_t *>(&header.fis), fis_len};
     req.ata = decode_fis(header.fis, header.dataLen);
+    req.ata->protocol = req.dir == direction::none ? sat_non_data : sat_pio_data_in;
+    req.ata->is_from_drive = req.dir == direction::in;
     if (req.dir != direction::none) req.data = room.subspan(fis_len, header.dataLen);
     req.timeout_ms = header.timeout * 1000U;
     note += " " + describe(req);

@@ -10,6 +10,7 @@ namespace rehearsal
 {
 
 /* Status codes of the controller's firmware, as kernel drivers declare them. */
+constexpr uint32_t invalid_parameter = 0x03;
 constexpr uint32_t drive_reported_error = 0x2d;
 constexpr uint32_t drive_did_not_answer = 0x2e;
 

@@ -44,26 +44,21 @@ reply run_smart(const drive_profile &profile, const ata_registers &regs)
     return (regs.feature & 0xff) == read_data ? smart_data_page(profile) : aborted_command();
 }
 
-reply answer_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)
-{
-    switch (regs.command) {
-    case 0x40: /* READ VERIFY SECTORS, with 28 and with 48 bits */
-        return verify_sectors(profile, regs, false);
-    case 0x42:
-        return verify_sectors(profile, regs, true);
-    case 0xb0:
-        return run_smart(profile, regs);
-    case 0xe0: /* STANDBY IMMEDIATE, IDLE IMMEDIATE, CHECK POWER MODE, SET FEATURES */
-    case 0xe1:
-    case 0xe5:
-    case 0xef:
-        return {};
-    case 0xec:
-        return identify_page(profile, state);
-    default:
-        return aborted_command();
-    }
-}
+struct ata_command {
+    uint8_t code;
+    uint8_t protocol;
+    reply (*run)(const drive_profile &profile, const drive_state &state, const ata_registers &regs);
+};
+
+// clang-format off
+constexpr ata_command commands[] = {
+    /* code  protocol */
+    {0x40,   sat_non_data,    [](const drive_profile &p, const drive_state &, const ata_registers &r) { return verify_sectors(p, r, false); }},
+    {0x42,   sat_non_data,    [](const drive_profile &p, const drive_state &, const ata_registers &r) { return verify_sectors(p, r, true); }},
+    {0xB0,   sat_pio_data_in, [](const drive_profile &p, const drive_state &, const ata_registers &r) { return run_smart(p, r); }},
+    {0xEC,   sat_pio_data_in, [](const drive_profile &p, const drive_state &s, const ata_registers &) { return identify_page(p, s); }},
+};
+// clang-format on
 
 } // namespace
 
@@ -83,6 +78,8 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
     }
     regs.device = cdb[13];
     regs.command = cdb[14];
+    regs.protocol = cdb[1] >> 1 & 0x0F;
+    regs.is_from_drive = (cdb[2] & 0x08) != 0;
     regs.transfer_len = transfer_len_of(cdb, regs.feature, regs.count);
     return regs;
 }
@@ -94,9 +91,17 @@ reply aborted_command()
 
 reply run_ata_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)
 {
-    reply r = answer_command(profile, state, regs);
-    if (r.data.size() > regs.transfer_len) r.data.resize(regs.transfer_len);
-    return r;
+    for (const ata_command &command : commands) {
+        if (command.code != regs.command) continue;
+        /* Who announces another way of moving data than the command's own gets none: hosts wait in vain. */
+        const bool moves_in = command.protocol == sat_pio_data_in;
+        if (regs.protocol != command.protocol || (moves_in && !regs.is_from_drive))
+            return invalid_cdb_field();
+        reply r = command.run(profile, state, regs);
+        if (r.data.size() > regs.transfer_len) r.data.resize(regs.transfer_len);
+        return r;
+    }
+    return aborted_command();
 }
 
 } // namespace rehearsal

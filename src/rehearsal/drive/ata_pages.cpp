@@ -57,7 +57,7 @@ constexpr word_value identify_words[] = {
     {47,  0x8010}, /* up to 16 sectors a READ MULTIPLE */
     {49,  0x0f00}, /* LBA, DMA, standby timer */
     {53,  0x0006}, /* words 64-70 and 88 are valid */
-    {63,  0x0000}, /* words 62 and 63 stay 0: they are read as the upper half of the capacity */
+    {63,  0x0007}, /* multiword DMA modes 0 to 2 */
     {64,  0x0003}, /* PIO modes 3 and 4 */
     {75,  0x001f}, /* queue of 32 */
     {76,  0x010e}, /* SATA generations 1 to 3, queueing */

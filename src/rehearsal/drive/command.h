@@ -1,6 +1,5 @@
 /* command.h - one command on its way to a simulated drive, and what comes back.
- * The same records serve every transport: the SCSI generic driver today, a controller's pass-through as well.
- */
+ * The same records serve every transport: the SCSI generic driver and a controller's pass-through. */
 #pragma once
 
 #include <cstddef>
@@ -22,7 +21,13 @@ struct ata_registers {
     uint16_t count;
     uint64_t lba;          /* 48 bits; a 28-bit command uses bits 0-23 and the device register's low bits */
     uint64_t transfer_len; /* most bytes that the transport will move */
+    uint8_t protocol;      /* how data moves, by SAT's number */
+    bool is_from_drive;    /* data, if any, comes from the drive */
 };
+
+/* SAT's numbers of the protocols that are used here. */
+constexpr uint8_t sat_non_data = 3;
+constexpr uint8_t sat_pio_data_in = 4;
 
 struct request {
     std::span<const uint8_t> bytes;   /* the command block as sent */

@@ -3,6 +3,8 @@
 #include "rehearsal/text/files.h"
 #include "rehearsal/text/text.h"
 
+#include <utility>
+
 namespace rehearsal
 {
 
@@ -22,6 +24,10 @@ void take_state_line(std::string_view line, drive_state &state)
     const std::string_view name = cut_word(line, '=');
     if (name == "revision")
         state.revision = line;
+    else if (name == "pending")
+        state.pending = line;
+    else if (name == "attention")
+        state.attention = static_cast<uint16_t>(parse_number(line).value_or(0));
     else if (name == "caching")
         state.caching = static_cast<uint8_t>(parse_number(line).value_or(state.caching));
     else if (name == "flash-attempts")
@@ -32,10 +38,15 @@ void take_state_line(std::string_view line, drive_state &state)
 
 } // namespace
 
+static uint8_t saved_caching(const drive_profile &profile)
+{
+    return caching_wce | (profile.read_cache_disabled ? caching_rcd : 0);
+}
+
 drive_state read_state(const machine &m, const drive_profile &profile)
 {
-    const uint8_t caching = caching_wce | (profile.read_cache_disabled ? caching_rcd : 0);
-    drive_state state{profile.rev, caching, 0, 0};
+    drive_state state{profile.rev, "", static_cast<uint16_t>(profile.attention), saved_caching(profile),
+                      0,           0};
     std::string text;
     if (!read_file(state_path(m, profile), text)) return state;
     for (std::string_view rest = text; !rest.empty();)
@@ -43,13 +54,33 @@ drive_state read_state(const machine &m, const drive_profile &profile)
     return state;
 }
 
+void take_firmware(const drive_profile &profile, drive_state &state, const std::string &revision)
+{
+    constexpr uint16_t microcode_has_been_changed = 0x3F01;
+    if (profile.flash_needs_power_cycle) {
+        state.pending = revision;
+        return;
+    }
+    state.revision = revision;
+    if (!profile.is_ata()) state.attention = microcode_has_been_changed;
+}
+
+/* The unit attention of a power-on is not left: the kernel's own scan has had it. */
+void power_cycle(const drive_profile &profile, drive_state &state)
+{
+    state.caching = saved_caching(profile);
+    if (!state.pending.empty()) state.revision = std::exchange(state.pending, "");
+    state.attention = 0;
+}
+
 bool write_state(const machine &m, const drive_profile &profile, const drive_state &state)
 {
     std::string text;
     /* Only a flashed drive keeps its revision: of the others one may correct it in the inventory. */
     if (state.revision != profile.rev) text += "revision=" + state.revision + "\n";
-    text += format_text("caching=%u\nflash-attempts=%llu\ncommands=%llu\n", state.caching,
-                        static_cast<unsigned long long>(state.flash_attempts),
+    if (!state.pending.empty()) text += "pending=" + state.pending + "\n";
+    text += format_text("attention=%u\ncaching=%u\nflash-attempts=%llu\ncommands=%llu\n", state.attention,
+                        state.caching, static_cast<unsigned long long>(state.flash_attempts),
                         static_cast<unsigned long long>(state.commands));
     return replace_file(state_path(m, profile), text);
 }

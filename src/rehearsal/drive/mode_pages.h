@@ -7,9 +7,9 @@
 namespace rehearsal
 {
 
-reply mode_sense_6(const drive_profile &profile, const drive_state &state, const request &req);
+reply mode_sense_6(const drive_profile &profile, drive_state &state, const request &req);
 
 /* Takes the parameter list from req.data and changes state when all of it is acceptable. */
-reply mode_select_6(drive_state &state, const request &req);
+reply mode_select_6(const drive_profile &profile, drive_state &state, const request &req);
 
 } // namespace rehearsal

@@ -3,7 +3,9 @@
 #include "rehearsal/drive/mode_pages.h"
 
 #include <algorithm>
+#include <optional>
 #include <string_view>
+#include <utility>
 
 namespace rehearsal
 {
@@ -41,18 +43,20 @@ reply product_data_page(const drive_profile &profile, uint8_t code, std::span<co
     return r;
 }
 
-/* SCSI drives put the running firmware behind the serial number; it is read back from bytes 32 to 35 of the
- * page. */
+/* A translator for an ATA drive gives the 20 characters of IDENTIFY DEVICE (SAT). Some SCSI drives tell their
+ * revision behind the serial number, where the page has no field for it. */
 reply serial_number_page(const drive_profile &profile, const drive_state &state)
 {
-    constexpr size_t serial_width = 28;
-    constexpr size_t revision_width = 4;
-    std::vector<uint8_t> content(profile.serial.begin(), profile.serial.end());
-    if (!profile.is_ata() && content.size() <= serial_width) {
-        content.resize(serial_width + std::max(revision_width, state.revision.size()), ' ');
-        std::copy(state.revision.begin(), state.revision.end(), content.begin() + serial_width);
+    constexpr size_t ata_width = 20;
+    constexpr size_t revision_at = 28; /* of the content: byte 32 of the page */
+    std::string content = profile.serial;
+    if (profile.is_ata() && content.size() < ata_width) content.insert(0, ata_width - content.size(), ' ');
+    if (profile.serial_page_revision) {
+        content.resize(revision_at, ' ');
+        content += state.revision;
     }
-    return product_data_page(profile, 0x80, content);
+    return product_data_page(profile, 0x80,
+                             {reinterpret_cast<const uint8_t *>(content.data()), content.size()});
 }
 
 /* One locally assigned world wide name, in binary, of the logical unit. */
@@ -78,7 +82,7 @@ reply standard_inquiry(const drive_profile &profile, const drive_state &state)
     return r;
 }
 
-reply inquiry(const drive_profile &profile, const drive_state &state, const request &req)
+reply inquiry_data(const drive_profile &profile, const drive_state &state, const request &req)
 {
     const bool wants_page = (req.bytes[1] & 0x01) != 0;
     const uint8_t page = req.bytes[2];
@@ -95,7 +99,12 @@ reply inquiry(const drive_profile &profile, const drive_state &state, const requ
     }
 }
 
-reply read_capacity_10(const drive_profile &profile)
+reply inquiry(const drive_profile &profile, drive_state &state, const request &req)
+{
+    return cut_to(inquiry_data(profile, state, req), get_be(req.bytes, 3, 2));
+}
+
+reply read_capacity_10(const drive_profile &profile, drive_state &, const request &)
 {
     reply r;
     r.data.resize(8);
@@ -104,7 +113,7 @@ reply read_capacity_10(const drive_profile &profile)
     return r;
 }
 
-reply read_capacity_16(const drive_profile &profile, const request &req)
+reply read_capacity_16(const drive_profile &profile, drive_state &, const request &req)
 {
     constexpr uint8_t read_capacity_action = 0x10;
     if ((req.bytes[1] & 0x1f) != read_capacity_action) return invalid_cdb_field();
@@ -135,101 +144,65 @@ extent extent_of(const request &req)
     }
 }
 
-/* READ delivers zeros, VERIFY nothing; both need blocks that exist. */
-reply read_blocks(const drive_profile &profile, const request &req, bool delivers_data)
+/* Zeros, of blocks that exist. */
+reply read_blocks(const drive_profile &profile, drive_state &, const request &req)
 {
     const extent e = extent_of(req);
     if (e.lba >= profile.blocks || e.count > profile.blocks - e.lba) return lba_out_of_range();
     reply r;
-    if (delivers_data) r.zeros = e.count * profile.block_length;
+    r.zeros = e.count * profile.block_length;
     return r;
 }
 
-struct log_parameter {
-    uint8_t page;
+struct scsi_command {
     uint8_t code;
-    uint8_t control;
-    std::vector<uint8_t> value;
+    size_t cdb_len;
+    reply (*run)(const drive_profile &profile, drive_state &state, const request &req);
 };
 
-/* Pages 02h and 03h are write and read error counters, 0Dh is the temperature, 2Fh informational exceptions.
- */
-const std::vector<log_parameter> &log_parameters()
-{
-    static const std::vector<log_parameter> parameters = {
-        {0x02, 3, 0x02, {0, 0, 0, 0}      },
-        {0x02, 6, 0x02, {0, 0, 0, 0}      },
-        {0x03, 3, 0x02, {0, 0, 0x12, 0x34}},
-        {0x03, 6, 0x02, {0, 0, 0, 0}      },
-        {0x0d, 0, 0x03, {0, 31}           },
-        {0x0d, 1, 0x03, {0, 60}           },
-        {0x2f, 0, 0x03, {0, 0, 31, 0}     },
-    };
-    return parameters;
-}
+constexpr uint8_t test_unit_ready = 0x00;
+constexpr uint8_t inquiry_code = 0x12;
 
-reply log_sense(const request &req)
-{
-    const uint8_t page = req.bytes[2] & 0x3f;
-    if (req.bytes[3] != 0) return invalid_cdb_field();
-    reply r;
-    r.data = {page, 0, 0, 0};
-    if (page == 0) r.data.push_back(0);
-    for (const log_parameter &p : log_parameters()) {
-        if (page == 0 && r.data.back() != p.page) r.data.push_back(p.page);
-        if (page != p.page) continue;
-        r.data.insert(r.data.end(), {0, p.code, p.control, static_cast<uint8_t>(p.value.size())});
-        r.data.insert(r.data.end(), p.value.begin(), p.value.end());
-    }
-    if (r.data.size() == 4) return invalid_cdb_field();
-    put_be(r.data, 2, 2, r.data.size() - 4);
-    return cut_to(r, get_be(req.bytes, 7, 2));
-}
-
-size_t command_len(uint8_t opcode)
-{
-    if (opcode < 0x20) return 6;
-    return opcode < 0x60 ? 10 : 16;
-}
+// clang-format off
+constexpr scsi_command commands[] = {
+    /* code             cdb_len */
+    {test_unit_ready,   6,  [](const drive_profile &, drive_state &, const request &) { return reply{}; }},
+    {0x08,              6,  read_blocks},      /* READ(6) */
+    {inquiry_code,      6,  inquiry},
+    {0x15,              6,  mode_select_6},
+    {0x1A,              6,  mode_sense_6},
+    {0x25,              10, read_capacity_10},
+    {0x28,              10, read_blocks},      /* READ(10) */
+    {0x88,              16, read_blocks},      /* READ(16) */
+    {0x9E,              16, read_capacity_16}, /* SERVICE ACTION IN(16) */
+};
+// clang-format on
 
 } // namespace
 
+std::optional<reply> unit_attention(drive_state &state, uint8_t code)
+{
+    constexpr uint8_t request_sense = 0x03;
+    constexpr uint8_t report_luns = 0xA0;
+    constexpr uint8_t key_unit_attention = 0x06;
+    if (state.attention == 0 || code == inquiry_code || code == request_sense || code == report_luns)
+        return {};
+    const uint16_t told = std::exchange(state.attention, uint16_t{0});
+    return check_condition(key_unit_attention, static_cast<uint8_t>(told >> 8), static_cast<uint8_t>(told));
+}
+
 std::string inquiry_revision(const drive_profile &profile, const drive_state &state)
 {
-    if (!profile.is_ata() || state.revision.size() <= 4) return state.revision;
-    return state.revision.substr(4, 4);
+    const bool shows_end = profile.is_ata() && state.revision.size() > 4;
+    return state.revision.substr(shows_end ? 4 : 0, 4);
 }
 
 reply run_scsi_command(const drive_profile &profile, drive_state &state, const request &req)
 {
-    const uint8_t opcode = req.bytes[0];
-    if (req.bytes.size() != command_len(opcode)) return invalid_opcode();
-    switch (opcode) {
-    case 0x00: /* TEST UNIT READY */
-    case 0x1b: /* START STOP UNIT */
-        return {};
-    case 0x08: /* READ(6), (10), (16) */
-    case 0x28:
-    case 0x88:
-        return read_blocks(profile, req, true);
-    case 0x2f: /* VERIFY(10), (16) */
-    case 0x8f:
-        return read_blocks(profile, req, false);
-    case 0x12:
-        return cut_to(inquiry(profile, state, req), get_be(req.bytes, 3, 2));
-    case 0x15:
-        return mode_select_6(state, req);
-    case 0x1a:
-        return cut_to(mode_sense_6(profile, state, req), req.bytes[4]);
-    case 0x25:
-        return read_capacity_10(profile);
-    case 0x4d:
-        return log_sense(req);
-    case 0x9e:
-        return read_capacity_16(profile, req);
-    default:
-        return invalid_opcode();
-    }
+    for (const scsi_command &command : commands)
+        if (command.code == req.bytes[0] && command.cdb_len == req.bytes.size())
+            return command.run(profile, state, req);
+    return invalid_opcode();
 }
 
 } // namespace rehearsal

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <numeric>
+#include <sys/select.h>
 
 namespace rehearsal
 {
@@ -43,8 +44,9 @@ bool delivers_data(const reply &r)
 
 reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
 {
-    if (!req.ata) return run_scsi_command(profile, state, req);
-    return profile.is_ata() ? run_ata_command(profile, state, *req.ata) : invalid_opcode();
+    if (const auto attention = unit_attention(state, req.bytes[0])) return *attention;
+    if (!req.ata || !profile.is_ata()) return run_scsi_command(profile, state, req);
+    return run_ata_command(profile, state, *req.ata);
 }
 
 void patch(reply &r, const fault &f)
@@ -152,13 +154,22 @@ outcome answer_command(const drive_profile &profile, drive_state &state, const r
 
 } // namespace
 
+/* No function for pauses, because those are recorded. */
+static void rest_ms(uint64_t ms)
+{
+    timeval t = {static_cast<time_t>(ms / 1000), static_cast<suseconds_t>(ms % 1000 * 1000)};
+    if (ms > 0) select(0, nullptr, nullptr, nullptr, &t);
+}
+
 outcome run_command(const machine &m, const drive_profile &profile, const request &req)
 {
     const drive_state before = read_state(m, profile);
     drive_state state = before;
     outcome out = answer_command(profile, state, req);
     if (profile.gone_after || profile.faults_after != 0) state.commands++;
-    if (state != before) write_state(m, profile, state);
+    if (state != before && !write_state(m, profile, state)) out.error = EIO; /* no drive that forgets */
+    rest_ms(profile.command_ms);
+    out.duration_ms = std::max(out.duration_ms, static_cast<unsigned>(profile.command_ms));
     return out;
 }
 

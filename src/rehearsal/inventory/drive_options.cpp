@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr uint64_t max_flash_seconds = 86400;
+constexpr uint64_t max_command_ms = 60000;
 
 template <bool drive_profile::*flag>
 bool set_flag(drive_profile &profile, std::string_view)
@@ -106,6 +107,9 @@ constexpr drive_option option_table[] = {
     {"block-length",         "BYTES",                    set_number<&drive_profile::block_length, UINT32_MAX>},
     {"type",                 "N",                        set_number<&drive_profile::device_type, 31>},
     {"read-cache-disabled",  nullptr,                    set_flag<&drive_profile::read_cache_disabled>},
+    {"serial-page-revision", nullptr,                    set_flag<&drive_profile::serial_page_revision>},
+    {"attention",            "CODE",                     set_number<&drive_profile::attention, UINT16_MAX>},
+    {"command-ms",           "N",                        set_number<&drive_profile::command_ms, max_command_ms>},
     {"smart-ID",             "RAW",                      set_smart},
     {"host-driver",          "NAME",                     set_text<&drive_profile::host_driver>},
     {"no-attribute",         "NAME[,NAME...]",           add_attributes},
@@ -136,6 +140,7 @@ constexpr drive_option option_table[] = {
     {"flash-exit",           "STATUS",                   set_number<&drive_profile::flash_exit, 255>},
     {"flash-signal",         "N",                        set_number<&drive_profile::flash_signal, 64>},
     {"flash-works-anyway",   nullptr,                    set_flag<&drive_profile::flash_works_anyway>},
+    {"flash-needs-power-cycle", nullptr,                 set_flag<&drive_profile::flash_needs_power_cycle>},
     {"flash-seconds",        "S",                        set_seconds},
     {"flash-noise",          "BYTES",                    set_number<&drive_profile::flash_noise>},
 };

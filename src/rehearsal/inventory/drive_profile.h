@@ -35,6 +35,9 @@ struct drive_profile {
     uint64_t block_length = 512;
     uint64_t device_type = 0; /* SCSI peripheral device type; 0 is a disk */
     bool read_cache_disabled = false;
+    bool serial_page_revision = false; /* the unit serial number page tells the revision at bytes 32 to 35 */
+    uint64_t attention = 0;            /* unit attention that waits to be told: code and qualifier; 0: none */
+    uint64_t command_ms = 0;           /* how long a command takes, really waited for */
     std::vector<std::pair<uint8_t, uint64_t>> smart; /* attribute and raw value, over the usual ones */
 
     /* How the kernel presents it. */
@@ -65,7 +68,8 @@ struct drive_profile {
         flash_fails; /* so many first attempts fail; unset: all, if a way to fail is given */
     uint64_t flash_exit = 0;
     uint64_t flash_signal = 0;
-    bool flash_works_anyway = false; /* one that fails changes the revision all the same */
+    bool flash_works_anyway = false;      /* one that fails changes the revision all the same */
+    bool flash_needs_power_cycle = false; /* what it takes runs only after one */
     double flash_seconds = 0;
     uint64_t flash_noise = 0; /* bytes of output */
 

@@ -61,24 +61,19 @@ class tree_builder
     std::string error_;
 };
 
-/* The kernel fills such a text up with blanks to its width. */
+/* The kernel shows the field of the INQUIRY data: blanks behind the text, and no more than fits. */
 std::string attribute_text(std::string text, size_t width)
 {
-    text.resize(std::max(text.size(), width), ' ');
+    text.resize(width, ' ');
     return text + "\n";
 }
 
 void add_attributes(tree_builder &tree, const drive_profile &profile, const drive_state &state,
                     const std::string &device)
 {
-    constexpr size_t inquiry_model_len = 16;
-    /* An ATA drive's model is longer than what passes through INQUIRY; of others the listing has what INQUIRY
-     * gave. */
-    const std::string full_model =
-        profile.is_ata() ? profile.model.substr(0, inquiry_model_len) : profile.model;
     const std::string type = std::to_string(profile.device_type) + "\n";
     const std::string vendor = attribute_text(profile.vendor, 8);
-    const std::string model = attribute_text(full_model, inquiry_model_len);
+    const std::string model = attribute_text(profile.model, 16);
     const std::string rev = attribute_text(inquiry_revision(profile, state), 4);
     const std::pair<const char *, const std::string &> attributes[] = {
         {"type",   type  },

@@ -1,4 +1,5 @@
 /* vandrel-rehearse.cpp - runs the real program on a simulated machine. */
+#include "rehearsal/drive/drive_state.h"
 #include "rehearsal/inventory/inventory.h"
 #include "rehearsal/kernel/sysfs_tree.h"
 #include "rehearsal/launch/launch.h"
@@ -27,16 +28,18 @@ constexpr int failed_to_rehearse = 2;
 constexpr std::string_view sysfs = "sysfs"; /* what --without also knows */
 
 constexpr char help_text[] =
-    "usage: vandrel-rehearse [--dir DIR] [--without NAME] INVENTORY [vandrel options]\n"
+    "usage: vandrel-rehearse [--dir DIR] [--power-cycle] [--without NAME] INVENTORY [vandrel options]\n"
     "Runs vandrel on a simulated machine with the drives of INVENTORY, in which a line is\n"
     "one of \"vandrel --list\" and may be followed by name=value words.\n"
     "    --dir DIR: rehearse in DIR and keep it; again in the same DIR, the machine goes on as it was\n"
+    "    --power-cycle: the drives have been off since the last rehearsal in DIR\n"
     "    --without NAME: a flashing tool that is missing, sysfs for a kernel without SCSI, or\n"
     "        storelib for a system without the controllers' library\n"
     "Among vandrel's options, -R DIR names the tree whose data files are used; it is not written to.\n";
 
 struct settings {
     std::string dir; /* absolute; empty: a temporary one */
+    bool has_power_cycle = false;
     std::vector<std::string> without;
     std::string inventory_path;
     vandrel_arguments vandrel;
@@ -62,16 +65,19 @@ std::string absolute(const std::string &path)
 /* Returns -1 to go on, else the exit status. */
 int parse_command_line(int argc, char **argv, settings &set)
 {
-    enum { opt_dir = 1, opt_without };
+    enum { opt_dir = 1, opt_power_cycle, opt_without };
     static const option long_options[] = {
-        {"dir",     required_argument, nullptr, opt_dir    },
-        {"without", required_argument, nullptr, opt_without},
-        {"help",    no_argument,       nullptr, 'h'        },
-        {nullptr,   0,                 nullptr, 0          },
+        {"dir",         required_argument, nullptr, opt_dir        },
+        {"power-cycle", no_argument,       nullptr, opt_power_cycle},
+        {"without",     required_argument, nullptr, opt_without    },
+        {"help",        no_argument,       nullptr, 'h'            },
+        {nullptr,       0,                 nullptr, 0              },
     };
     for (int c = 0; (c = getopt_long(argc, argv, "+h", long_options, nullptr)) != -1;) {
         if (c == opt_dir)
             set.dir = absolute(optarg);
+        else if (c == opt_power_cycle)
+            set.has_power_cycle = true;
         else if (c == opt_without)
             set.without.emplace_back(optarg);
         else {
@@ -81,7 +87,7 @@ int parse_command_line(int argc, char **argv, settings &set)
     }
     if (optind == argc) return complain("which inventory? (--help tells more)");
     set.inventory_path = argv[optind];
-    set.vandrel = split_arguments({argv + optind + 1, argv + argc}, absolute("."));
+    set.vandrel = split_arguments({argv + optind, argv + argc}, absolute("."));
     return -1;
 }
 
@@ -143,10 +149,22 @@ std::string prepare_dir(const settings &set, machine &m)
     return {};
 }
 
+std::string cycle_power(const machine &m)
+{
+    for (const drive_profile &profile : m.drives) {
+        drive_state state = read_state(m, profile);
+        power_cycle(profile, state);
+        if (!write_state(m, profile, state)) return system_error(m.state_dir());
+    }
+    return {};
+}
+
 std::string build_machine(const settings &set, const machine &m, const std::string &inventory_text,
                           const parts &found)
 {
     if (!write_file(m.inventory_path(), inventory_text)) return system_error(m.inventory_path());
+    if (set.has_power_cycle)
+        if (std::string failed = cycle_power(m); !failed.empty()) return failed;
     const bool is_without_scsi =
         std::find(set.without.begin(), set.without.end(), sysfs) != set.without.end();
     if (std::string failed = build_sysfs(m, is_without_scsi); !failed.empty()) return failed;

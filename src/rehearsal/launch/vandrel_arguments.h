@@ -14,9 +14,10 @@ struct vandrel_arguments {
     std::string given_root;        /* the directory of the last -R, as written; empty when there was none */
 };
 
-/* Takes the options apart as the program itself does: -R and -M have an argument, --targets has one, short
- * options may be bundled, "--" ends them. A relative map file is looked up in the given tree, as the program
- * does it, or in current_dir when no tree is given: the rehearsed program would search it elsewhere. */
-vandrel_arguments split_arguments(std::span<const char *const> args, const std::string &current_dir);
+/* Takes the command line apart as the program itself does; args begins with a program's name and may be
+ * reordered. A relative map file is looked up in the given tree, as the program does it, or in current_dir when
+ * no tree is given: the rehearsed program would search it elsewhere. A command line that the program refuses is
+ * kept as it is. */
+vandrel_arguments split_arguments(std::span<char *> args, const std::string &current_dir);
 
 } // namespace rehearsal

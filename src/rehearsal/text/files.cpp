@@ -60,7 +60,7 @@ bool write_file(const std::string &path, std::string_view text)
 
 bool replace_file(const std::string &path, std::string_view text)
 {
-    const std::string fresh = path + "." + std::to_string(getpid());
+    const std::string fresh = path + "." + std::to_string(gettid());
     return write_file(fresh, text) && rename(fresh.c_str(), path.c_str()) == 0;
 }
 

@@ -115,11 +115,11 @@ size_t inherited_nodes(const machine &m)
     return count;
 }
 
-/* Has the drive run another firmware from now on; commands may have come since its state was read. */
+/* Has the drive take another firmware; commands may have come since its state was read. */
 bool change_revision(const machine &m, const drive_profile &profile, const std::string &revision)
 {
     drive_state state = read_state(m, profile);
-    state.revision = revision;
+    take_firmware(profile, state, revision);
     return write_state(m, profile, state);
 }
 
@@ -157,7 +157,8 @@ int flash(const machine &m, const drive_profile &profile, const char *name, cons
     log_event(m, profile, what + "revision=" + *revision);
     if (!change_revision(m, profile, *revision))
         return complain(name, no_state, "the rehearsal directory cannot be written");
-    printf("%s now runs %s\n", profile.label().c_str(), revision->c_str());
+    printf("%s %s %s\n", profile.label().c_str(), profile.flash_needs_power_cycle ? "will run" : "now runs",
+           revision->c_str());
     return 0;
 }
 
