@@ -15,9 +15,9 @@ struct vandrel_arguments {
 };
 
 /* Takes the command line apart as the program itself does; args begins with a program's name and may be
- * reordered. A relative map file is looked up in the given tree, as the program does it, or in current_dir when
- * no tree is given: the rehearsed program would search it elsewhere. A command line that the program refuses is
- * kept as it is. */
+ * reordered. A relative map file is looked up in the given tree, as the program does it, or in current_dir
+ * when no tree is given: the rehearsed program would search it elsewhere. A command line that the program
+ * refuses is kept as it is. */
 vandrel_arguments split_arguments(std::span<char *> args, const std::string &current_dir);
 
 } // namespace rehearsal
