@@ -7,6 +7,7 @@ Nothing here knows what a scenario looks for.
 import dataclasses
 import io
 import pathlib
+import platform
 import re
 import select
 import shutil
@@ -53,13 +54,16 @@ def unpack_kernel(fresh):
     [archive] = fresh.glob("*.deb")
     run("dpkg", "-x", archive, fresh)
     archive.unlink()
+    if not (fresh / "lib").exists():            # modules lie below /usr from Debian 13 on
+        (fresh / "lib").symlink_to("usr/lib")
     run("depmod", "-b", fresh, kernel_release(fresh))
 
 
 def install_debian(fresh):
-    """Debian's required packages, an init, what the package under test depends on, and real keyboard tools."""
-    run("debootstrap", "--variant=minbase", "--include=sysvinit-core,kmod,kbd,libncursesw6", "bookworm", fresh,
-        stdout=subprocess.DEVNULL)
+    """Debian's required packages, an init, what the package under test depends on, and real keyboard tools. Of this
+    machine's own release: the package was built with its libraries."""
+    run("debootstrap", "--variant=minbase", "--include=sysvinit-core,kmod,kbd,libncursesw6",
+        platform.freedesktop_os_release()["VERSION_CODENAME"], fresh, stdout=subprocess.DEVNULL)
     for unused in ("usr/share/doc", "usr/share/locale", "usr/share/man", "var/cache/apt", "var/lib/apt/lists"):
         shutil.rmtree(fresh / unused)
     shutil.rmtree(fresh / "dev")                # the kernel's own device files take their place
