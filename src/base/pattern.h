@@ -5,10 +5,8 @@
 
 #include <string>
 
-/* The end of the bracket expression that starts at p: its closing bracket, or the pattern's end. */
-const char *skip_bracket(const char *p);
-
-/* Compiles pattern with the given REG_ flags. Returns it, or null with the library's own words in *error. A
- * pattern whose repetitions multiply beyond all use is refused as too big: the library would take all memory
- * for it. */
+/* Compiles pattern with the given REG_ flags. Returns it, or null with the library's own words in *error. */
 regex_ptr compile_pattern(const char *pattern, int flags, std::string *error);
+
+/* The library's words for one of its REG_ error codes; `compiled` is what regcomp was given, or null. */
+std::string pattern_error(int code, const regex_t *compiled);

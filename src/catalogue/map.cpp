@@ -4,8 +4,8 @@
 #include "base/pattern.h"
 #include "base/settings.h"
 #include "catalogue/map_line.h"
+#include "catalogue/pattern_size.h"
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -50,52 +50,52 @@ std::string perl2regex(const char *start, const char *end)
     return out;
 }
 
-std::string plain_start(const std::string &pattern)
-{
-    static constexpr char plain[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789 -_/";
-    if (pattern.find('|') != std::string::npos) return {};
-    const size_t start = pattern.starts_with('^') ? 1 : 0;
-    size_t end = std::min(pattern.find_first_not_of(plain, start), pattern.size());
-    const bool is_repeated = end < pattern.size() && strchr("*+?{", pattern[end]);
-    if (is_repeated && end > start) --end; /* the last character may be missing */
-    return pattern.substr(start, end - start);
-}
-
 /* Compiles a translated pattern. Null, with the message for line `number` in *error, when it is none. */
-static regex_ptr compile_field(const std::string &pattern, unsigned number, std::string *error)
+static shared_regex compile_field(const std::string &pattern, unsigned number, shared_patterns *patterns,
+                                  std::string *error)
 {
+    shared_regex &known = (*patterns)[pattern];
+    if (known) return known;
     std::string reason;
-    regex_ptr compiled = compile_pattern(pattern.c_str(), REG_EXTENDED | REG_NOSUB, &reason);
-    if (!compiled) *error = "Error in pattern line " + std::to_string(number) + ": " + reason + "\n";
-    return compiled;
+    if (is_too_big(pattern.c_str()))
+        reason = pattern_error(REG_ESIZE, nullptr);
+    else
+        known = compile_pattern(pattern.c_str(), REG_EXTENDED | REG_NOSUB, &reason);
+    if (!known) *error = "Error in pattern line " + std::to_string(number) + ": " + reason + "\n";
+    return known;
 }
 
-static std::string translate(const map_field &f)
+static std::string translate(std::string_view field)
 {
-    return perl2regex(f.start, f.end);
+    return perl2regex(field.data(), field.data() + field.size() - 1);
+}
+
+static std::string copy_of(std::string_view field)
+{
+    return my_strdup(field.data(), field.data() + field.size() - 1);
 }
 
 std::unique_ptr<Map> parse_map_line(const char *content, unsigned number, const text &reldir,
-                                    int (*check)(const char *path), std::string *error)
+                                    int (*check)(const char *path), shared_patterns *patterns,
+                                    std::string *error)
 {
-    map_field fields[num_map_fields];
+    std::string_view fields[num_map_fields];
     if (!split_map_line(content, number, fields, error)) return nullptr;
 
     auto entry = std::make_unique<Map>();
     entry->model_pattern_s = translate(fields[model_field]);
-    entry->model_start = plain_start(entry->model_pattern_s);
+    entry->model_filter = find_prefilter(entry->model_pattern_s);
     entry->prev_rev_s = translate(fields[prev_rev_field]);
-    entry->new_rev_s = my_strdup(fields[new_rev_field].start, fields[new_rev_field].end);
-    entry->pathname = reldir.value_or("") + "/" + DataDir + "/" +
-                      my_strdup(fields[image_field].start, fields[image_field].end);
+    entry->new_rev_s = copy_of(fields[new_rev_field]);
+    entry->pathname = reldir.value_or("") + "/" + DataDir + "/" + copy_of(fields[image_field]);
     if (check && !check(entry->pathname.c_str())) {
         const int reason = errno;
         *error = entry->pathname + ": " + strerror(reason) + "\n";
         return nullptr;
     }
-    entry->model_pattern = compile_field(entry->model_pattern_s, number, error);
+    entry->model_pattern = compile_field(entry->model_pattern_s, number, patterns, error);
     if (!entry->model_pattern) return nullptr;
-    entry->prev_rev = compile_field(entry->prev_rev_s, number, error);
+    entry->prev_rev = compile_field(entry->prev_rev_s, number, patterns, error);
     if (!entry->prev_rev) return nullptr;
     return entry;
 }
@@ -110,11 +110,12 @@ GList *loadMap(const char *pathname, int *numerrorsp, const text &reldir, int (*
     }
     if (verbose) fprintf(stderr, "loadMap(pathname=\"%s\")\n", pathname);
 
+    shared_patterns patterns;
     GList *list = nullptr;
     GList *last = nullptr;
     while (const char *content = next_map_line(&reader)) {
         std::string error;
-        std::unique_ptr<Map> entry = parse_map_line(content, reader.number, reldir, check, &error);
+        std::unique_ptr<Map> entry = parse_map_line(content, reader.number, reldir, check, &patterns, &error);
         if (!entry) {
             fputs(error.c_str(), stderr);
             ++*numerrorsp;

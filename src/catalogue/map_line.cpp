@@ -67,7 +67,7 @@ const char *next_map_line(map_reader *reader)
 
 /* Cuts the next field out of the line at *p and moves *p to the character that ended it, a closing quote
  * included. */
-static field_result next_field(const char **p, bool may_end_line, map_field *f)
+static field_result next_field(const char **p, bool may_end_line, std::string_view *field)
 {
     const char *start = skip_blanks(*p);
     if (*start == '\0') return field_missing;
@@ -83,12 +83,12 @@ static field_result next_field(const char **p, bool may_end_line, map_field *f)
             ++stop;
         if (*stop == '\0' && !may_end_line) return field_open;
     }
-    *f = {start, stop - 1};
+    *field = {start, stop};
     *p = stop;
     return field_ok;
 }
 
-int split_map_line(const char *content, unsigned number, map_field *fields, std::string *error)
+int split_map_line(const char *content, unsigned number, std::string_view *fields, std::string *error)
 {
     for (int i = 0; i < num_map_fields; ++i) {
         const field_result result = next_field(&content, field_rules[i].may_end_line, &fields[i]);

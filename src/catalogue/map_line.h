@@ -5,12 +5,7 @@
 #include "base/text.h"
 
 #include <string>
-
-/* One field of a line; `end` is its last character, before `start` when the field is empty. */
-struct map_field {
-    const char *start;
-    const char *end;
-};
+#include <string_view>
 
 enum map_field_number { model_field, prev_rev_field, new_rev_field, image_field, num_map_fields };
 
@@ -30,4 +25,4 @@ const char *next_map_line(map_reader *reader);
  * over: it opens the next field, so that quoted fields are written chained, "A"B"C"D". What follows the last
  * field is ignored. Returns 1; 0 with the message for line `number` in *error when a field is missing or has
  * no end, the fields from there on being left as they were. */
-int split_map_line(const char *content, unsigned number, map_field *fields, std::string *error);
+int split_map_line(const char *content, unsigned number, std::string_view *fields, std::string *error);

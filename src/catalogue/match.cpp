@@ -7,19 +7,9 @@
 #include <cstdio>
 
 /* An absent text matches nothing, not even a pattern that matches the empty one. */
-static bool matches(const regex_ptr &pattern, const text &t)
+static bool matches(const shared_regex &pattern, const text &t)
 {
     return t && regexec(pattern.get(), t->c_str(), 0, nullptr, 0) == 0;
-}
-
-/* Most lines of a long map are for other models. A comparison tells so a hundred times faster than a pattern,
- * and a pattern takes some KiB more once it has been tried. */
-static bool may_match_model(const Map *entry, const text &model)
-{
-    if (!model) return false;
-    const bool is_anchored = entry->model_pattern_s.starts_with('^');
-    return is_anchored ? model->starts_with(entry->model_start)
-                       : model->find(entry->model_start) != std::string::npos;
 }
 
 void find_one_image(gpointer data, gpointer user_data)
@@ -31,7 +21,7 @@ void find_one_image(gpointer data, gpointer user_data)
                 entry->prev_rev_s.c_str(), entry->new_rev_s.c_str(), shown_on(stderr, dev->model).c_str(),
                 shown_on(stderr, dev->rev).c_str());
 
-    if (!may_match_model(entry, dev->model)) return;
+    if (!dev->model || !may_match(entry->model_filter, *dev->model)) return;
     if (!matches(entry->model_pattern, dev->model) || !matches(entry->prev_rev, dev->rev)) return;
     if (*dev->rev == entry->new_rev_s && !force_FW_update) return;
 

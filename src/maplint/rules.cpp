@@ -1,8 +1,8 @@
 #include "maplint/rules.h"
 
 #include "base/files.h"
-#include "base/pattern.h"
 #include "catalogue/map_line.h"
+#include "catalogue/pattern_size.h"
 
 #include <cctype>
 #include <cstdio>
@@ -13,34 +13,29 @@
 static const char *const field_names[num_map_fields] = {"model pattern", "previous-revision pattern",
                                                         "new revision", "image"};
 
-static std::string field_text(const map_field &f)
-{
-    return my_strdup(f.start, f.end);
-}
-
 /* True when a field that a closing quote opened is hardly what its author meant it to be: what stands between
  * two quoted fields, or what was to follow on its own. An empty one stands between two quotes. */
-static bool looks_swallowed(const map_field &f)
+static bool looks_swallowed(std::string_view field)
 {
     static constexpr std::string_view separators = " \t\"'";
-    return separators.find(*f.start) != std::string_view::npos ||
-           separators.find(*f.end) != std::string_view::npos;
+    return field.empty() || separators.find(field.front()) != std::string_view::npos ||
+           separators.find(field.back()) != std::string_view::npos;
 }
 
 /* Closing quotes that were meant to do no more than close. A field that was not found starts nowhere. */
-static void check_quotes(const map_field *fields, unsigned line, findings *all)
+static void check_quotes(const std::string_view *fields, unsigned line, findings *all)
 {
-    for (int i = model_field; i < image_field && fields[i].start; ++i) {
-        const char behind = fields[i].end[1];
-        const map_field &next = fields[i + 1];
+    for (int i = model_field; i < image_field && fields[i].data(); ++i) {
+        const char behind = *(fields[i].data() + fields[i].size());
+        const std::string_view next = fields[i + 1];
         if (behind != '"' && behind != '\'') continue;
-        if (!next.start)
+        if (!next.data())
             add_finding(all, line, warning,
                         "the closing quote of the %s opens the next field, which has no end", field_names[i]);
         else if (looks_swallowed(next))
             add_finding(all, line, warning,
                         "the closing quote of the %s opens the next field: the %s is \"%s\"", field_names[i],
-                        field_names[i + 1], field_text(next).c_str());
+                        field_names[i + 1], std::string(next).c_str());
     }
 }
 
@@ -87,11 +82,12 @@ static const char *find_surprise(char letter, place where, const std::string &be
     return isalnum(static_cast<unsigned char>(letter)) && !is_known ? ", a plain character" : nullptr;
 }
 
-static void check_escapes(const map_field &f, const char *name, unsigned line, findings *all)
+static void check_escapes(std::string_view field, const char *name, unsigned line, findings *all)
 {
-    for (const char *p = f.start; p < f.end; ++p) {
+    const char *const start = field.data();
+    for (const char *p = start; p + 1 < start + field.size(); ++p) {
         if (*p != '\\') continue;
-        const place where = place_behind(perl2regex(f.start, p - 1));
+        const place where = place_behind(perl2regex(start, p - 1));
         ++p;
         const std::string becomes = perl2regex(p - 1, p);
         if (const char *what = find_surprise(*p, where, becomes))
@@ -159,7 +155,7 @@ bool is_endless(const Map &entry)
 }
 
 /* What the loader accepts, and the program would act on. */
-static void check_entry(const Map &entry, const map_field *fields, unsigned line, findings *all)
+static void check_entry(const Map &entry, const std::string_view *fields, unsigned line, findings *all)
 {
     for (const int i : {model_field, prev_rev_field})
         check_escapes(fields[i], field_names[i], line, all);
@@ -179,14 +175,16 @@ std::optional<std::vector<rule>> read_rules(const char *pathname, const text &re
     if (!reader.file) return {};
     std::error_code ignored; /* what can't be looked at is no regular file */
     std::vector<rule> rules;
+    shared_patterns patterns;
     while (const char *content = next_map_line(&reader)) {
         std::string reason;
-        std::unique_ptr<Map> entry = parse_map_line(content, reader.number, reldir, check, &reason);
+        std::unique_ptr<Map> entry =
+            parse_map_line(content, reader.number, reldir, check, &patterns, &reason);
         if (!entry) {
             strip_trailing_space(reason);
             add_finding(all, reader.number, error, "rejected: %s", reason.c_str());
         }
-        map_field fields[num_map_fields] = {};
+        std::string_view fields[num_map_fields] = {};
         split_map_line(content, reader.number, fields, &reason);
         check_quotes(fields, reader.number, all);
         if (!entry) continue;

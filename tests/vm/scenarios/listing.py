@@ -14,7 +14,7 @@ def devices():
     found.sata(0, 300 * GIB, model="A MODEL NAME THAT FILLS FORTY CHARACTERS", serial="SERIAL-OF-TWENTY-CHR",
                ver="FW.12345")
     found.sata(1, 64 * MIB)
-    found.sas(3, "BIG DISK", "0123456789ABCDEFGHIJKLMNOPQRSTUVWXYZ", size=8 * GIB)
+    found.sas(3, "BIG DISK", "0123456789ABCDEFGHIJ", size=8 * GIB)
     found.sas(0, MAPPED, "S1", size=64 * MIB)
     found.sas(1, "NATIVE4K", "S4K", logical_block_size=4096, physical_block_size=4096)
     found.sas(2, "HUGE", "S3T", size=3 * TIB)
