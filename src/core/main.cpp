@@ -225,9 +225,8 @@ int main(int argc, char *argv[])
     unique_fd lock; /* until the end */
     if (!opts.list_only && !take_run_lock(&lock)) return exit_failure;
     if (!verbose)
-        redirect_diagnostics(
-            format_text(path_size, "%s/Data/Vandrel.stderr", opts.reldir ? opts.reldir->c_str() : "").c_str(),
-            is_interactive(opts));
+        redirect_diagnostics(format_text(path_size, "%s/Data/Vandrel.stderr", root_of(opts.reldir)).c_str(),
+                             is_interactive(opts));
     choose_keyboard(config, opts);
 
     const int answer = run_mode(opts, paths);

@@ -1,5 +1,6 @@
 #include "device/storelib/controller.h"
 
+#include "base/files.h"
 #include "base/settings.h"
 #include "base/trace.h"
 
@@ -189,7 +190,7 @@ void init_storelib(const text &reldir, find_download_mode *find_mode)
     if (controllers) return;
     /* Several variants may serve different controller families side by side: all are tried. */
     for (const library_variant &variant : variants) {
-        loaded_library library = find_library(reldir ? reldir->c_str() : "", variant);
+        loaded_library library = find_library(root_of(reldir), variant);
         if (library.lib) record_controllers(&library, variant, find_mode);
     }
     if (!verbose) return;
