@@ -84,14 +84,14 @@ static run_paths derive_paths(const run_options &opts)
 }
 
 /* Makes the programs, libraries and files of the tree below -R's directory the ones that are found first.
- * Returns 1, or 0 with a message. */
-static int move_into_tree(const char *pname, const run_paths &paths, run_options *opts)
+ * Returns true, or false with a message. */
+static bool move_into_tree(const char *pname, const run_paths &paths, run_options *opts)
 {
-    if (!extend_PATH(pname, *opts->reldir)) return 0;
+    if (!extend_PATH(pname, *opts->reldir)) return false;
     if (!opts->M_opt || !opts->mapname.starts_with('/'))
         opts->mapname = prepend(*opts->reldir, opts->mapname);
-    if (!extend_LD_LIBRARY_PATH(pname, *opts->reldir)) return 0;
-    if (!verbose) return 1;
+    if (!extend_LD_LIBRARY_PATH(pname, *opts->reldir)) return false;
+    if (!verbose) return true;
     show_new_variable(pname, "PATH");
     show_new_variable(pname, "LD_LIBRARY_PATH");
     fprintf(stderr, "new mapname=\"%s\"\n", opts->mapname.c_str());
@@ -99,7 +99,7 @@ static int move_into_tree(const char *pname, const run_paths &paths, run_options
     fprintf(stderr, "new Log_path=\"%s\"\n", Log_path.c_str());
     fprintf(stderr, "new FW_help_path=\"%s\"\n", FW_help_path.c_str());
     fprintf(stderr, "new SMART187_help_path=\"%s\"\n", SMART187_help_path.c_str());
-    return 1;
+    return true;
 }
 
 /* Neither a listing nor an unattended update: somebody sits at the screen. */
