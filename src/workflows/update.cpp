@@ -124,8 +124,7 @@ void start_update(GList *devlist, update_args *argsp)
     }
     /* From here on the process keeps this umask: every file of the run gets the same permissions. */
     argsp->script = script.get();
-    fprintf(script.get(), "#! /bin/bash\n");
-    if (fflush(script.get()) == EOF) perror(COMMANDS);
+    fprintf(script.get(), "#! /bin/bash\n"); /* on disk with the first drive's lines */
     start_log(Log_path);
 
     argsp->numerrors = 0;
