@@ -13,9 +13,14 @@ constexpr mode_t new_file_mode = 0666; /* less the process's umask */
 /* Somebody may go on putting things in the place of a file; this often they are taken away again. */
 constexpr int max_replacements = 1000;
 
+const char *root_of(const text &reldir)
+{
+    return reldir ? reldir->c_str() : "";
+}
+
 std::string build_pathname(const text &reldir, const char *datadir, const char *filename)
 {
-    return format_text(path_size, "%s/%s/%s", reldir ? reldir->c_str() : "", datadir, filename);
+    return format_text(path_size, "%s/%s/%s", root_of(reldir), datadir, filename);
 }
 
 std::string prepend(const std::string &prefix, const std::string &s)

@@ -6,6 +6,10 @@
 
 #include <string>
 
+/* The root directory as it stands in front of a path: reldir, or nothing for the file system's own. Borrowed
+ * from reldir. */
+const char *root_of(const text &reldir);
+
 /* "<reldir>/<datadir>/<filename>", an absent reldir counting as empty, cut to path_size - 1 characters. The
  * doubled slashes that this yields are part of the names the program shows and are kept. */
 std::string build_pathname(const text &reldir, const char *datadir, const char *filename);

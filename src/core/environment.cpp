@@ -19,38 +19,38 @@ static const char *const libdirs[] = {"/lib", "/usr/lib", "/usr/local/lib"};
 
 /* Whatever is opened later must not become one of the standard streams. What should have gone to a standard
  * output that was closed still counts as lost: nothing can be written to its place. */
-static int open_standard_streams()
+static bool open_standard_streams()
 {
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
         const int flags = fd == STDOUT_FILENO ? O_RDONLY : O_RDWR;
         if (fcntl(fd, F_GETFD) == -1 && open("/dev/null", flags) != fd)
-            return 0; /* the lowest free one: fd */
+            return false; /* the lowest free one: fd */
     }
-    return 1;
+    return true;
 }
 
-int prepare_process()
+bool prepare_process()
 {
     if (!open_standard_streams()) {
         perror("/dev/null");
-        return 0;
+        return false;
     }
     signal(SIGCHLD, SIG_DFL); /* ignored, it would hide how a flashing tool ended */
     signal(SIGPIPE, SIG_IGN); /* nobody reading the trace is no reason to stop between two drives */
     if (setenv("HOME", "/", 0) == -1) {
         perror("HOME");
-        return 0;
+        return false;
     }
     if (chdir("/") == -1) {
         perror("/");
-        return 0;
+        return false;
     }
-    return 1;
+    return true;
 }
 
 /* Sets the variable to reldir's directories followed by its old value. */
-static int extend_search_path(const char *pname, const char *name, std::span<const char *const> dirs,
-                              const std::string &reldir)
+static bool extend_search_path(const char *pname, const char *name, std::span<const char *const> dirs,
+                               const std::string &reldir)
 {
     std::string value;
     for (const char *dir : dirs) {
@@ -62,17 +62,17 @@ static int extend_search_path(const char *pname, const char *name, std::span<con
         value += std::string(":") + old;
     }
     const std::string cut = format_text(search_path_size, "%s", value.c_str());
-    if (setenv(name, cut.c_str(), 1) == 0) return 1;
+    if (setenv(name, cut.c_str(), 1) == 0) return true;
     fprintf(stderr, "setenv(\"%s\", ...): not enough space\n", name);
-    return 0;
+    return false;
 }
 
-int extend_PATH(const char *pname, const std::string &reldir)
+bool extend_PATH(const char *pname, const std::string &reldir)
 {
     return extend_search_path(pname, "PATH", bindirs, reldir);
 }
 
-int extend_LD_LIBRARY_PATH(const char *pname, const std::string &reldir)
+bool extend_LD_LIBRARY_PATH(const char *pname, const std::string &reldir)
 {
     return extend_search_path(pname, "LD_LIBRARY_PATH", libdirs, reldir);
 }

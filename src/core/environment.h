@@ -5,15 +5,16 @@
 
 /* Makes descriptors 0 to 2 refer to something, so that no file opened later, least of all a drive, takes the
  * place of a standard stream; undoes an inherited disregard of ended children, and disregards readers that
- * went away; sets HOME to "/" unless it is set; changes to "/". Returns 1, or 0 with a message. */
-int prepare_process();
+ * went away; sets HOME to "/" unless it is set; changes to "/". Returns true, or false with a message. */
+bool prepare_process();
 
-/* Puts the program directories of the tree below reldir in front of PATH. Returns 1, or 0 with a message. */
-int extend_PATH(const char *pname, const std::string &reldir);
-
-/* Puts the library directories of the tree below reldir in front of LD_LIBRARY_PATH. Returns 1, or 0 with a
+/* Puts the program directories of the tree below reldir in front of PATH. Returns true, or false with a
  * message. */
-int extend_LD_LIBRARY_PATH(const char *pname, const std::string &reldir);
+bool extend_PATH(const char *pname, const std::string &reldir);
+
+/* Puts the library directories of the tree below reldir in front of LD_LIBRARY_PATH. Returns true, or false
+ * with a message. */
+bool extend_LD_LIBRARY_PATH(const char *pname, const std::string &reldir);
 
 /* Writes "<pname>: new <name>=..." to the error stream. */
 void show_new_variable(const char *pname, const char *name);

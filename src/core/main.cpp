@@ -84,14 +84,14 @@ static run_paths derive_paths(const run_options &opts)
 }
 
 /* Makes the programs, libraries and files of the tree below -R's directory the ones that are found first.
- * Returns 1, or 0 with a message. */
-static int move_into_tree(const char *pname, const run_paths &paths, run_options *opts)
+ * Returns true, or false with a message. */
+static bool move_into_tree(const char *pname, const run_paths &paths, run_options *opts)
 {
-    if (!extend_PATH(pname, *opts->reldir)) return 0;
+    if (!extend_PATH(pname, *opts->reldir)) return false;
     if (!opts->M_opt || !opts->mapname.starts_with('/'))
         opts->mapname = prepend(*opts->reldir, opts->mapname);
-    if (!extend_LD_LIBRARY_PATH(pname, *opts->reldir)) return 0;
-    if (!verbose) return 1;
+    if (!extend_LD_LIBRARY_PATH(pname, *opts->reldir)) return false;
+    if (!verbose) return true;
     show_new_variable(pname, "PATH");
     show_new_variable(pname, "LD_LIBRARY_PATH");
     fprintf(stderr, "new mapname=\"%s\"\n", opts->mapname.c_str());
@@ -99,7 +99,7 @@ static int move_into_tree(const char *pname, const run_paths &paths, run_options
     fprintf(stderr, "new Log_path=\"%s\"\n", Log_path.c_str());
     fprintf(stderr, "new FW_help_path=\"%s\"\n", FW_help_path.c_str());
     fprintf(stderr, "new SMART187_help_path=\"%s\"\n", SMART187_help_path.c_str());
-    return 1;
+    return true;
 }
 
 /* Neither a listing nor an unattended update: somebody sits at the screen. */
@@ -154,39 +154,41 @@ static GList *run_unattended(GList *devlist, GList *fw_map, const run_options &o
     return lines;
 }
 
-/* Brings up the drives and the map, runs one mode and releases everything. Returns the operator's answer to
- * the power-off question, 0 where nobody was asked. */
-static int run_mode(const run_options &opts, const run_paths &paths)
+using status_lines = list_ptr<free_one_status>;
+
+/* Finds the drives, loads the map and does what the mode asks. Returns the tasks' summary lines, none of a
+ * listing. */
+static status_lines run_mode(const run_options &opts, const run_paths &paths)
+{
+    const list_ptr<free_one_dev> devlist(storelib::scan_devices_storelib(sgen::scan_devices_sgen(nullptr)));
+    int map_errors = 0; /* reported line by line; bad lines don't stop a run */
+    const list_ptr<free_one_map> fw_map(
+        loadMap(opts.mapname.c_str(), &map_errors, opts.reldir, opts.nocheck ? nullptr : is_readable));
+
+    if (opts.list_only) {
+        list_drives(devlist.get(), fw_map.get());
+        return nullptr;
+    }
+    return status_lines(opts.targets ? run_unattended(devlist.get(), fw_map.get(), opts, paths)
+                                     : run_interactive(devlist.get(), fw_map.get(), opts, paths));
+}
+
+/* Runs one mode on the drives of both back-ends. Returns true when the operator wants the machine powered
+ * off. */
+static bool run(const run_options &opts, const run_paths &paths)
 {
     vendormap = load_vendormap(paths.vendormapname.c_str());
     sgen::init_sgen(opts.reldir);
     storelib::init_storelib(opts.reldir, get_wb_mode);
-    GList *devlist = sgen::scan_devices_sgen(nullptr);
-    devlist = storelib::scan_devices_storelib(devlist);
-
-    int map_errors = 0; /* reported line by line; bad lines don't stop a run */
-    GList *fw_map =
-        loadMap(opts.mapname.c_str(), &map_errors, opts.reldir, opts.nocheck ? nullptr : is_readable);
-
-    GList *status_list = nullptr;
-    if (opts.list_only)
-        list_drives(devlist, fw_map);
-    else if (opts.targets)
-        status_list = run_unattended(devlist, fw_map, opts, paths);
-    else
-        status_list = run_interactive(devlist, fw_map, opts, paths);
-
-    g_list_free_full(fw_map, free_one_map);
-    g_list_free_full(devlist, free_one_dev);
+    const status_lines lines = run_mode(opts, paths);
     sgen::exit_sgen();
     storelib::exit_storelib();
     g_list_free_full(vendormap, free_one_vendor);
     vendormap = nullptr;
 
-    const int answer = is_interactive(opts) ? status_screen(status_list) : 0;
+    const bool powers_off = is_interactive(opts) && status_screen(lines.get()) != 0;
     obey_end_request();
-    g_list_free_full(status_list, free_one_status);
-    return answer;
+    return powers_off;
 }
 
 static void show_versions(int count)
@@ -225,17 +227,16 @@ int main(int argc, char *argv[])
     unique_fd lock; /* until the end */
     if (!opts.list_only && !take_run_lock(&lock)) return exit_failure;
     if (!verbose)
-        redirect_diagnostics(
-            format_text(path_size, "%s/Data/Vandrel.stderr", opts.reldir ? opts.reldir->c_str() : "").c_str(),
-            is_interactive(opts));
+        redirect_diagnostics(format_text(path_size, "%s/Data/Vandrel.stderr", root_of(opts.reldir)).c_str(),
+                             is_interactive(opts));
     choose_keyboard(config, opts);
 
-    const int answer = run_mode(opts, paths);
+    const bool powers_off = run(opts, paths);
     if (!is_interactive(opts) && (fflush(stdout) == EOF || ferror(stdout))) {
         perror("standard output");
         return exit_failure; /* a script must not take what it got for the whole */
     }
-    if (!opts.reldir && answer) {
+    if (!opts.reldir && powers_off) {
         fflush(nullptr);
         reset_signals();
         close_all_but_streams();

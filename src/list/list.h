@@ -3,6 +3,8 @@
  * list touches them through the caller's callbacks only. */
 #pragma once
 
+#include <memory>
+
 using gpointer = void *;
 using gconstpointer = const void *;
 using gint = int;
@@ -39,6 +41,14 @@ GList *g_list_reverse(GList *list);
 
 /* Releases every node, after free_func for each payload that is not null. */
 void g_list_free_full(GList *list, GDestroyNotify free_func);
+
+/* Owns a list whose payloads free_payload releases: a list_ptr<free_one_map> holds a GList of Map. */
+template <GDestroyNotify free_payload>
+struct free_list {
+    void operator()(GList *list) const { g_list_free_full(list, free_payload); }
+};
+template <GDestroyNotify free_payload>
+using list_ptr = std::unique_ptr<GList, free_list<free_payload>>;
 
 /* The first node for which func(payload, data) is 0, or null. */
 GList *g_list_find_custom(GList *list, gconstpointer data, GCompareFunc func);

@@ -2,9 +2,10 @@
 
 #include "base/settings.h"
 #include "base/trace.h"
-#include "device/dev.h"
 
 #include <cstdio>
+
+constexpr size_t unit_drive_size = 9;
 
 void list_one_device(gpointer data, gpointer)
 {
@@ -36,4 +37,10 @@ void list_one_download_status(gpointer data, gpointer user_data)
     if (verbose) print_result(stderr, dev);
     print_result(stdout, dev);
     fflush(stdout);
+}
+
+std::string unit_drive_column(const Dev *dev)
+{
+    return format_text(unit_drive_size, "%d,%d", static_cast<int>(dev->unit_host),
+                       static_cast<int>(dev->slot_id));
 }

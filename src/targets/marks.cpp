@@ -38,9 +38,3 @@ void reload_fw_version(gpointer data, gpointer)
     auto *dev = static_cast<Dev *>(data);
     dev->get_fw_version(dev);
 }
-
-int is_RE3(const Dev *dev)
-{
-    return dev && dev->vendor && *dev->vendor == "ATA" && dev->model &&
-           dev->model->find("WD5002ABYS-50B1B") != std::string::npos;
-}

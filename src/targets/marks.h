@@ -18,6 +18,3 @@ void reset_device_node(gpointer data, gpointer user_data);
 
 /* Reads the revision the drive runs now into target_rev; rev keeps the one that discovery found. */
 void reload_fw_version(gpointer data, gpointer user_data);
-
-/* Non-zero for the drive family whose flashing tool may report a spurious error. */
-int is_RE3(const Dev *dev);

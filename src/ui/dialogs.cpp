@@ -4,7 +4,9 @@
 #include "ui/screen.h"
 #include "ui/status.h"
 
+#include <cstdio>
 #include <cstring>
+#include <string>
 #include <strings.h>
 
 namespace
@@ -38,6 +40,8 @@ constexpr char banner_line[] = "************************************************
 constexpr char banner_text[] = "*** A power cycle may be required to activate the firmware ***";
 constexpr char power_off_prompt[] = "Do you want to power off your machine? Please enter \"Yes\" or \"No\": ";
 constexpr size_t max_answer_len = 4;
+
+constexpr size_t max_line_answer_len = 31;
 
 static void draw_warning()
 {
@@ -162,4 +166,28 @@ int status_screen(GList *status_list)
     clear();
     refresh();
     return is_yes ? 1 : 0;
+}
+
+/* Reads one line and keeps what fits of it; the rest is part of this answer, not the next one. Returns false
+ * at the end of input. */
+static bool read_answer(std::string *answer)
+{
+    answer->clear();
+    int c;
+    while ((c = getchar()) != EOF && c != '\n')
+        if (answer->size() < max_line_answer_len) answer->push_back(static_cast<char>(c));
+    return c != EOF || !answer->empty();
+}
+
+int yorn(const char *question)
+{
+    printf("%s? ", question);
+    fflush(stdout);
+    for (std::string answer;;) {
+        printf("Please enter \"Yes\" or \"No\": ");
+        fflush(stdout);
+        if (!read_answer(&answer)) return 0;
+        if (answer.starts_with("Yes")) return 1;
+        if (answer.starts_with("No")) return 0;
+    }
 }

@@ -4,6 +4,10 @@
 
 #include "list/list.h"
 
+#include <cstddef>
+
+constexpr size_t menu_line_size = 256; /* room of a line that a formatter makes, its NUL included */
+
 /* Colour pairs for the lines of unselected or failed, and of selected or healthy items; 0 without colours. */
 extern short col_no;
 extern short col_yes;

@@ -4,17 +4,35 @@
 #include "base/signals.h"
 #include "catalogue/match.h"
 #include "device/dev.h"
+#include "targets/listings.h"
 #include "targets/marks.h"
 #include "targets/targets.h"
 #include "ui/dialogs.h"
 #include "ui/menu.h"
-#include "workflows/columns.h"
-#include "workflows/question.h"
 #include "workflows/update.h"
 
 #include <cstdio>
 
 constexpr char NoDevMsg[] = "No drives found which need a firmware update";
+
+static int clear_selected_all(GList *list, gpointer)
+{
+    g_list_foreach(list, clear_selected_one, nullptr);
+    return 0;
+}
+
+static int fw_select(GList *, gpointer node_data)
+{
+    auto *dev = static_cast<Dev *>(node_data);
+    if (dev->image) dev->selected = 1;
+    return 1;
+}
+
+static int fw_deselect(GList *, gpointer node_data)
+{
+    static_cast<Dev *>(node_data)->selected = 0;
+    return 1;
+}
 
 static const action fw_actions[] = {
     {'q', clear_selected_all}, /* leaving this way updates nothing */
@@ -23,26 +41,7 @@ static const action fw_actions[] = {
     {0,   nullptr           },
 };
 
-int clear_selected_all(GList *list, gpointer)
-{
-    g_list_foreach(list, clear_selected_one, nullptr);
-    return 0;
-}
-
-int fw_select(GList *, gpointer node_data)
-{
-    auto *dev = static_cast<Dev *>(node_data);
-    if (dev->image) dev->selected = 1;
-    return 1;
-}
-
-int fw_deselect(GList *, gpointer node_data)
-{
-    static_cast<Dev *>(node_data)->selected = 0;
-    return 1;
-}
-
-const char *format_fw_update_line(gpointer data, short *colorp)
+static const char *format_fw_update_line(gpointer data, short *colorp)
 {
     static char line[menu_line_size];
     const auto *dev = static_cast<const Dev *>(data);
@@ -56,7 +55,7 @@ const char *format_fw_update_line(gpointer data, short *colorp)
     return line;
 }
 
-gint show_fw_update_line(gconstpointer a, gconstpointer)
+static gint show_fw_update_line(gconstpointer a, gconstpointer)
 {
     return !show_all && !static_cast<const Dev *>(a)->image;
 }

@@ -1,12 +1,21 @@
 #include "workflows/drive_list.h"
 
-#include "catalogue/map.h"
+#include "base/settings.h"
+#include "base/trace.h"
+#include "catalogue/match.h"
+#include "device/dev.h"
+#include "targets/marks.h"
 
-GList *load_drive_list(const char *mapname, const text &reldir)
+list_ptr<free_one_map> match_drive_list(GList *devlist, const char *mapname, const text &reldir,
+                                        const char *task)
 {
     int errors = 0;
-    GList *entries = loadMap(mapname, &errors, reldir, nullptr);
-    if (errors == 0) return entries;
-    g_list_free_full(entries, free_one_map);
-    return nullptr;
+    list_ptr<free_one_map> entries(loadMap(mapname, &errors, reldir, nullptr));
+    if (errors > 0 || !entries) return nullptr;
+
+    g_list_foreach(devlist, reset_device_node, nullptr);
+    g_list_foreach(devlist, find_image, entries.get());
+    trace("==========\nDevices scanned, now starting %s\n", task);
+    if (verbose) g_list_foreach(devlist, dump_one_device, nullptr);
+    return entries;
 }

@@ -4,7 +4,6 @@
 #include "base/files.h"
 #include "base/signals.h"
 #include "base/trace.h"
-#include "targets/marks.h"
 
 #include <cerrno>
 #include <cstdarg>
@@ -38,9 +37,9 @@ constexpr useconds_t spinner_step_us = 50000;
     _exit(exec_failed_status);
 }
 
-/* Waits for the child. Returns 1 when it has ended, 0 when it still runs (only with WNOHANG). An end that
- * can't be learnt counts as a failure of the tool: nothing says that the drive was written. */
-static int wait_for(pid_t pid, int *wait_status, int flags)
+/* Waits for the child. Returns true when it has ended, false when it still runs (only with WNOHANG). An end
+ * that can't be learnt counts as a failure of the tool: nothing says that the drive was written. */
+static bool wait_for(pid_t pid, int *wait_status, int flags)
 {
     pid_t ended;
     do
@@ -77,6 +76,13 @@ __attribute__((format(printf, 2, 3))) static void report(FILE *log, const char *
         vfprintf(f, fmt, args);
         va_end(args);
     }
+}
+
+/* The drive family that is told a false error by one controller model. */
+static bool is_RE3(const Dev *dev)
+{
+    return dev->vendor && *dev->vendor == "ATA" && dev->model &&
+           dev->model->find("WD5002ABYS-50B1B") != std::string::npos;
 }
 
 static bool runs_new_revision_after_all(Dev *dev)

@@ -2,12 +2,10 @@
 
 #include "base/settings.h"
 #include "base/signals.h"
-#include "catalogue/map.h"
-#include "catalogue/match.h"
 #include "device/dev.h"
+#include "targets/listings.h"
 #include "targets/marks.h"
 #include "ui/menu.h"
-#include "workflows/columns.h"
 #include "workflows/drive_list.h"
 #include "workflows/locate.h"
 #include "workflows/smart_page.h"
@@ -21,7 +19,9 @@ static const action SMART_actions[] = {
     {0,   nullptr      },
 };
 
-void check_SMART(gpointer data, gpointer user_data)
+/* List callback: sets the drive's `failed` when the attribute's raw value is not 0; user_data points to the
+ * attribute number (uint8_t). A drive that can't be read is not failed. */
+static void check_SMART(gpointer data, gpointer user_data)
 {
     auto *dev = static_cast<Dev *>(data);
     const uint8_t wanted = *static_cast<const uint8_t *>(user_data);
@@ -39,7 +39,12 @@ void check_SMART(gpointer data, gpointer user_data)
     dev->selected = 0; /* from here on: its locate LED is not lit */
 }
 
-const char *format_SMART_line(gpointer data, short *colorp)
+static gint show_SMART_line(gconstpointer a, gconstpointer)
+{
+    return !show_all && !static_cast<const Dev *>(a)->failed;
+}
+
+static const char *format_SMART_line(gpointer data, short *colorp)
 {
     static char line[menu_line_size];
     const auto *dev = static_cast<const Dev *>(data);
@@ -51,11 +56,6 @@ const char *format_SMART_line(gpointer data, short *colorp)
              shown(dev->serial));
     if (colorp) *colorp = dev->selected ? col_no : 0;
     return line;
-}
-
-gint show_SMART_line(gconstpointer a, gconstpointer)
-{
-    return !show_all && !static_cast<const Dev *>(a)->failed;
 }
 
 /* The menu of the drives that failed. However it ends, no LED stays lit. */
@@ -71,21 +71,15 @@ status *do_SMART_check(GList *devlist, const char *mapname, const text &reldir, 
 {
     fprintf(stderr, "*** do_SMART_check(mapname=\"%s\", reldir=\"%s\", id=%u)\n", mapname,
             reldir ? reldir->c_str() : "NULL", id);
-    GList *entries = load_drive_list(mapname, reldir);
+    const std::string task = format_text(question_size, "%s (ID=%u)", task_name, id);
+    const list_ptr<free_one_map> entries = match_drive_list(devlist, mapname, reldir, task.c_str());
     if (!entries) return new_status(task_name, status_fail);
 
-    g_list_foreach(devlist, reset_device_node, nullptr);
-    g_list_foreach(devlist, find_image, entries);
-    if (verbose) {
-        fprintf(stderr, "==========\nDevices scanned, now starting S.M.A.R.T. check (ID=%u)\n", id);
-        g_list_foreach(devlist, dump_one_device, nullptr);
-    }
     unsigned failed = 0;
     g_list_foreach(devlist, check_SMART, &id);
     g_list_foreach(devlist, count_failed, &failed);
     if (failed > 0 || show_all) show_failed_drives(devlist);
 
-    g_list_free_full(entries, free_one_map);
     unsigned drives = 0; /* that the drive list names; a drive that fails need not be one of them */
     g_list_foreach(devlist, count_drives_with_image, &drives);
     const char *result = failed > 0 ? status_fail : status_ok;

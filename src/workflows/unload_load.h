@@ -10,6 +10,3 @@
  * not empty; the list does not choose among the drives. Returns the summary line, never null, owned by the
  * caller. */
 status *do_unload_load_cycles(GList *devlist, const char *mapname, const text &reldir);
-
-/* List callback: cycles one drive; user_data is an unsigned counter of the drives cycled. */
-void do_unload_load_cycles_one_dev(gpointer data, gpointer user_data);

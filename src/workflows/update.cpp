@@ -5,9 +5,8 @@
 #include "base/signals.h"
 #include "base/trace.h"
 #include "device/dev.h"
+#include "ui/dialogs.h"
 #include "ui/pager.h"
-#include "workflows/flash.h"
-#include "workflows/question.h"
 
 #include <sys/stat.h>
 
@@ -48,14 +47,14 @@ static void log_line(const char *log_path, const std::string &line)
     close_written(std::move(log), log_path);
 }
 
-/* Attempts until one succeeds, pausing after each failure, or until the run is asked to end. Returns 1, or 0
+/* Attempts until one succeeds, pausing after each failure, or until the run is asked to end. Returns false
  * when all of them failed. */
-static int flash_with_retries(Dev *dev, const Cmd &cmd, const char *line, const update_args &args)
+static bool flash_with_retries(Dev *dev, const Cmd &cmd, const char *line, const update_args &args)
 {
     unsigned errors = 0;
     for (int attempt = 0; attempt < max_attempts; ++attempt) {
         const attempt_result result = flash_once(dev, cmd, line, args);
-        if (result == attempt_succeeded) return 1;
+        if (result == attempt_succeeded) return true;
         if (result == attempt_not_started) break; /* not counted as an error of the drive's */
         ++errors;
         pause_for(pause_s);
@@ -89,7 +88,7 @@ void do_update_one_device(gpointer data, gpointer user_data)
     log_line(args->log_path, "Now executing: " + line);
     if (args->script) write_script_entry(args->script, line);
 
-    dev->fw_update_successful = flash_with_retries(dev, *cmd, line.c_str(), *args);
+    dev->fw_update_successful = flash_with_retries(dev, *cmd, line.c_str(), *args) ? 1 : 0;
     if (!dev->fw_update_successful) ++args->numerrors;
     ++args->i;
 }
@@ -125,8 +124,7 @@ void start_update(GList *devlist, update_args *argsp)
     }
     /* From here on the process keeps this umask: every file of the run gets the same permissions. */
     argsp->script = script.get();
-    fprintf(script.get(), "#! /bin/bash\n");
-    if (fflush(script.get()) == EOF) perror(COMMANDS);
+    fprintf(script.get(), "#! /bin/bash\n"); /* on disk with the first drive's lines */
     start_log(Log_path);
 
     argsp->numerrors = 0;

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "list/list.h"
-#include "workflows/update_args.h"
+#include "workflows/flash.h"
 
 constexpr char COMMANDS[] = "/tmp/Script.sh";
 

@@ -121,6 +121,11 @@ class Update(unittest.TestCase):
         self.assertEqual((m.status, m.out), (0, result(0, "FAILED", "SN04")))
         self.assertEqual(m.log, started(0) + failed(0, said="fw_download: No such file or directory\n") * 7)
 
+    def test_false_error_of_a_controller_is_a_true_one_without_it(self):
+        m = Machine(self, 'sda,0,0,ATA,"WD5002ABYS-50B1B0",SN06,-,-; flash-exit=46\n',
+                    FILES | {"Data/Map.txt": f"WD.* .* SN06 {IMAGE}\n"}).run("--targets", "ALL", "-f")
+        self.assertEqual(m.out, "sda,0,0,FAILED,SN06,SN06;\n")
+
     def test_tool_inherits_the_lock_and_nothing_else(self):
         tool = ('#!/bin/sh\nfor fd in /proc/$$/fd/*; do readlink "$fd"; done\n'
                 'set -- $(cat /proc/$$/stat); [ $1 = $6 ] && echo leads its session\n'

@@ -1,4 +1,4 @@
-#include "workflows/question.h"
+#include "ui/dialogs.h"
 
 #include "helpers.h"
 

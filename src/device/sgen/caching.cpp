@@ -22,13 +22,13 @@ constexpr uint8_t rcd_bit = 0x01;
 constexpr uint8_t page_code_mask = 0x3F; /* of the page's first byte */
 constexpr uint8_t ps_bit = 0x80;         /* "page is savable", reserved in MODE SELECT */
 
-static int mode_sense_caching(Dev *dev, std::vector<uint8_t> *data)
+static bool mode_sense_caching(Dev *dev, std::vector<uint8_t> *data)
 {
     cdb_t cdb;
     const size_t cdblen =
         build_CDB(cdb, MODE_SENSE_6, 0, data->size(), CDB_MODE_SENSE_DBD, 1, CDB_MODE_SENSE_PC,
                   current_values, CDB_MODE_SENSE_PAGE_CODE, caching_page, CDB_OPTION_END);
-    return scsi_cmd_in(dev, cdb, cdblen, data->data(), data->size());
+    return scsi_cmd_in(dev, cdb, cdblen, data->data(), data->size()) != 0;
 }
 
 /* True when the reply holds the caching page where its header says that the page starts, up to the RCD bit.

@@ -77,13 +77,13 @@ static bool returns_ATA_registers(const sg_io_hdr &hdr, const uint8_t *sense)
            (sense[1] & sense_key_mask) == sense_key_recovered_error;
 }
 
-/* Judges a request that the kernel carried out. Returns 1 for success, 0 for failure. */
-static int check_outcome(const sg_io_hdr &hdr, const uint8_t *sense, const char *label)
+/* Judges a request that the kernel carried out. Returns true for success. */
+static bool check_outcome(const sg_io_hdr &hdr, const uint8_t *sense, const char *label)
 {
     if (hdr.masked_status != 0) {
         if (returns_ATA_registers(hdr, sense)) {
             if (verbose) show_ATA_registers(sense + first_sense_descriptor);
-            return 1;
+            return true;
         }
         if (verbose) {
             say("%s: masked_status == %d\n", label, hdr.masked_status);
@@ -91,21 +91,22 @@ static int check_outcome(const sg_io_hdr &hdr, const uint8_t *sense, const char 
         }
         scsi_error = static_cast<uint32_t>(sense[2] & sense_key_mask) << 16 |
                      static_cast<uint32_t>(sense[12]) << 8 | sense[13];
-        return 0;
+        return false;
     }
     const unsigned driver_status = hdr.driver_status & driver_status_mask;
     if (driver_status != 0) {
         say("%s: driver_status == %d\n", label, static_cast<int>(driver_status));
-        return 0;
+        return false;
     }
     if (hdr.host_status != 0) {
         say("%s: host_status == %d\n", label, hdr.host_status);
-        return 0;
+        return false;
     }
-    return 1;
+    return true;
 }
 
-static int send_request(const Dev *dev, const request &req)
+/* Sends a request and waits for its end. Returns true for success. */
+static bool send_request(const Dev *dev, const request &req)
 {
     if (req.cdblen > cdb_size) {
         dump("CDB", req.cdb, cdb_size);
@@ -132,28 +133,28 @@ static int send_request(const Dev *dev, const request &req)
         dump("CDB", req.cdb, req.cdblen);
         errno = error;
         report_error("ioctl(SG_IO)");
-        return 0;
+        return false;
     }
-    if (!check_outcome(hdr, sense, label.c_str())) return 0;
+    if (!check_outcome(hdr, sense, label.c_str())) return false;
     trace("%s: duration=%u ms\n", label.c_str(), hdr.duration);
-    return 1;
+    return true;
 }
 
 int scsi_cmd_nodata(Dev *dev, const uint8_t *cdb, size_t cdblen)
 {
-    return send_request(dev, {"scsi_cmd_nodata", SG_DXFER_NONE, cdb, cdblen, nullptr, 0});
+    return send_request(dev, {"scsi_cmd_nodata", SG_DXFER_NONE, cdb, cdblen, nullptr, 0}) ? 1 : 0;
 }
 
 int scsi_cmd_in(Dev *dev, const uint8_t *cdb, size_t cdblen, void *datap, size_t datalen)
 {
-    return send_request(dev, {"scsi_cmd_in", SG_DXFER_FROM_DEV, cdb, cdblen, datap, datalen});
+    return send_request(dev, {"scsi_cmd_in", SG_DXFER_FROM_DEV, cdb, cdblen, datap, datalen}) ? 1 : 0;
 }
 
 int scsi_cmd_out(Dev *dev, const uint8_t *cdb, size_t cdblen, const void *datap, size_t datalen)
 {
     /* The kernel only reads the buffer in this direction. */
-    return send_request(dev,
-                        {"scsi_cmd_out", SG_DXFER_TO_DEV, cdb, cdblen, const_cast<void *>(datap), datalen});
+    void *const sent = const_cast<void *>(datap);
+    return send_request(dev, {"scsi_cmd_out", SG_DXFER_TO_DEV, cdb, cdblen, sent, datalen}) ? 1 : 0;
 }
 
 } // namespace sgen

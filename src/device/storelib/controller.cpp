@@ -1,5 +1,6 @@
 #include "device/storelib/controller.h"
 
+#include "base/files.h"
 #include "base/settings.h"
 #include "base/trace.h"
 
@@ -37,11 +38,14 @@ static const library_variant variants[] = {
 };
 static const char *const library_dirs[] = {"lib64", "usr/lib64", "usr/local/lib64"};
 
-static GList *controllers; /* non-null also says that the libraries are loaded */
+static void unload_lib_and_free_controller(gpointer data);
+
+/* One that is not empty also says that the libraries are loaded. */
+static list_ptr<unload_lib_and_free_controller> controllers;
 
 GList *known_controllers()
 {
-    return controllers;
+    return controllers.get();
 }
 
 /* Opens one library file and looks its entry point up. Returns no library when either fails. */
@@ -170,7 +174,7 @@ static void record_controllers(loaded_library *library, const library_variant &v
         if (!ctrl) continue;
         ctrl->lib = unowned;
         unowned = nullptr;
-        controllers = g_list_append(controllers, ctrl);
+        controllers.reset(g_list_append(controllers.release(), ctrl));
     }
 }
 
@@ -189,12 +193,12 @@ void init_storelib(const text &reldir, find_download_mode *find_mode)
     if (controllers) return;
     /* Several variants may serve different controller families side by side: all are tried. */
     for (const library_variant &variant : variants) {
-        loaded_library library = find_library(reldir ? reldir->c_str() : "", variant);
+        loaded_library library = find_library(root_of(reldir), variant);
         if (library.lib) record_controllers(&library, variant, find_mode);
     }
     if (!verbose) return;
-    say("%s found %u controllers\n", "init_storelib", g_list_length(controllers));
-    g_list_foreach(controllers, show_controller, nullptr);
+    say("%s found %u controllers\n", "init_storelib", g_list_length(controllers.get()));
+    g_list_foreach(controllers.get(), show_controller, nullptr);
 }
 
 static void unload_lib_and_free_controller(gpointer data)
@@ -210,8 +214,7 @@ static void unload_lib_and_free_controller(gpointer data)
 
 void exit_storelib()
 {
-    g_list_free_full(controllers, unload_lib_and_free_controller);
-    controllers = nullptr;
+    controllers.reset();
 }
 
 } // namespace storelib

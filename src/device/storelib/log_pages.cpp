@@ -21,18 +21,18 @@ constexpr uint8_t supported_pages = 0;
 constexpr uint8_t page_code_mask = 0x3F;
 constexpr uint8_t current_cumulative = 0x40; /* page control 01b in CDB byte 2 */
 
-/* Reads an unsigned number, its base by its prefix, behind white space, and moves *p behind it. Returns 1, or
- * 0 when there is none. */
-static int read_number(const char **p, unsigned long *number)
+/* Reads an unsigned number, its base by its prefix, behind white space, and moves *p behind it. Returns
+ * false when there is none. */
+static bool read_number(const char **p, unsigned long *number)
 {
     const char *start = *p;
     while (isspace(static_cast<unsigned char>(*start)))
         ++start;
-    if (!isdigit(static_cast<unsigned char>(*start))) return 0;
+    if (!isdigit(static_cast<unsigned char>(*start))) return false;
     char *behind;
     *number = strtoul(start, &behind, 0);
     *p = behind;
-    return 1;
+    return true;
 }
 
 int selected_page(uint32_t value, const char *list)
@@ -52,12 +52,12 @@ int selected_page(uint32_t value, const char *list)
 }
 
 /* LOG SENSE into data; control_and_page is CDB byte 2. */
-static int log_sense(Dev *dev, uint8_t control_and_page, std::vector<uint8_t> *data)
+static bool log_sense(Dev *dev, uint8_t control_and_page, std::vector<uint8_t> *data)
 {
     cdb_t cdb;
     const size_t cdblen = build_CDB(cdb, LOG_SENSE, 0, data->size(), CDB_OPTION_END);
     cdb[2] = control_and_page;
-    return SCSI_cmd_in(dev, cdb, cdblen, data->data(), data->size());
+    return SCSI_cmd_in(dev, cdb, cdblen, data->data(), data->size()) != 0;
 }
 
 /* The length that a page's header gives, header included; 0 when it can't be read. */
