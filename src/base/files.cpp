@@ -23,6 +23,11 @@ std::string build_pathname(const text &reldir, const char *datadir, const char *
     return format_text(path_size, "%s/%s/%s", root_of(reldir), datadir, filename);
 }
 
+std::string data_path(const text &reldir, const char *filename)
+{
+    return format_text(path_size, "%s%s/%s", root_of(reldir), DataDir, filename);
+}
+
 std::string prepend(const std::string &prefix, const std::string &s)
 {
     return prefix + "/" + s;

@@ -6,6 +6,8 @@
 
 #include <string>
 
+constexpr char DataDir[] = "/Data"; /* below the root directory: map, lists, images, logs */
+
 /* The root directory as it stands in front of a path: reldir, or nothing for the file system's own. Borrowed
  * from reldir. */
 const char *root_of(const text &reldir);
@@ -13,6 +15,10 @@ const char *root_of(const text &reldir);
 /* "<reldir>/<datadir>/<filename>", an absent reldir counting as empty, cut to path_size - 1 characters. The
  * doubled slashes that this yields are part of the names the program shows and are kept. */
 std::string build_pathname(const text &reldir, const char *datadir, const char *filename);
+
+/* "<reldir>/Data/<filename>", cut like the others: the names of the configuration and of the diagnostics have
+ * single slashes. */
+std::string data_path(const text &reldir, const char *filename);
 
 /* "<prefix>/<s>". */
 std::string prepend(const std::string &prefix, const std::string &s);

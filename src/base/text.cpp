@@ -1,5 +1,7 @@
 #include "base/text.h"
 
+#include "base/trace.h"
+
 #include <algorithm>
 #include <cctype>
 #include <cstdarg>
@@ -33,7 +35,9 @@ std::string format_text(size_t size, const char *fmt, ...)
     va_start(args, fmt);
     const int n = vsnprintf(result.data(), size, fmt, args);
     va_end(args);
-    result.resize(n < 0 ? 0 : std::min(static_cast<size_t>(n), size - 1));
+    const size_t len = n < 0 ? 0 : static_cast<size_t>(n);
+    result.resize(std::min(len, size - 1));
+    if (len >= size) say("cut to %zu characters: %s\n", size - 1, result.c_str());
     return result;
 }
 

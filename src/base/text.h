@@ -23,7 +23,8 @@ constexpr size_t command_size = 256;      /* room of a shell command */
 constexpr size_t question_size = 128;     /* room of a question or of a summary line's name */
 constexpr size_t line_size = 8192;        /* room of one line read from a file; longer lines come in pieces */
 
-/* printf into a text of at most size - 1 characters; a longer result is cut there. */
+/* printf into a text of at most size - 1 characters; a longer result is cut there, after a message: a path or
+ * a command that was cut is another one. */
 __attribute__((format(printf, 2, 3))) std::string format_text(size_t size, const char *fmt, ...);
 
 /* A new text of the characters from `from` up to and including `to`; empty when to lies before from. */

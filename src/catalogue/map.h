@@ -11,8 +11,6 @@
 #include <string>
 #include <unordered_map>
 
-constexpr char DataDir[] = "/Data"; /* below the root directory: map, lists, images, logs */
-
 /* Equal patterns of a map are one: a compiled pattern takes several KiB, and the same revisions stand in line
  * after line. */
 using shared_regex = std::shared_ptr<const regex_t>;

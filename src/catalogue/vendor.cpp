@@ -35,7 +35,7 @@ static name_state step(name_state state, char c, unsigned number, std::string *n
             *name += c;
             return in_quotes;
         }
-        if (c != '\0')
+        if (c != '\0' && c != '\n' && c != '\r')
             fprintf(stderr, "Error in vendor table, line %u: non-separator follows quoted field\n", number);
         return at_end;
     case in_name:

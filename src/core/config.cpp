@@ -34,7 +34,7 @@ static std::optional<config_pair> parse_line(const std::string &line, const rege
 
 std::optional<config_pairs> load_config_file(const text &reldir, const char *filename)
 {
-    const std::string path = format_text(path_size, "%s/Data/%s", reldir ? reldir->c_str() : "", filename);
+    const std::string path = data_path(reldir, filename);
     const file_ptr f = open_data_file(path.c_str());
     if (!f) return {};
 

@@ -197,6 +197,16 @@ static void show_versions(int count)
     if (count >= 2) fprintf(stderr, "%s\n", source_revision);
 }
 
+/* What is no argument of a function, for every layer to read. */
+static void apply_settings(const run_options &opts)
+{
+    const bool is_verbose = getenv(verbose_variable) || access(verbose_flag_file, F_OK) == 0;
+    verbose = (is_verbose ? 1 : 0) + opts.verbose;
+    show_all = opts.show_all;
+    force_FW_update = opts.force_update;
+    keep_script = opts.keep_script;
+}
+
 int main(int argc, char *argv[])
 {
     if (!prepare_process()) return exit_failure;
@@ -204,10 +214,8 @@ int main(int argc, char *argv[])
 
     run_options opts = {};
     opts.mapname = std::string(DataDir) + "/" + MapName;
-    verbose = getenv(verbose_variable) ? 1 : 0;
-    if (access(verbose_flag_file, F_OK) == 0) verbose |= 1;
-
     if (parse_options(argc, argv, &opts) == parse_help_shown) return 0;
+    apply_settings(opts);
     if (!valid_targets(opts.targets ? opts.targets->c_str() : nullptr)) ++opts.errors;
     if (opts.errors) return exit_usage;
 
@@ -227,8 +235,7 @@ int main(int argc, char *argv[])
     unique_fd lock; /* until the end */
     if (!opts.list_only && !take_run_lock(&lock)) return exit_failure;
     if (!verbose)
-        redirect_diagnostics(format_text(path_size, "%s/Data/Vandrel.stderr", root_of(opts.reldir)).c_str(),
-                             is_interactive(opts));
+        redirect_diagnostics(data_path(opts.reldir, "Vandrel.stderr").c_str(), is_interactive(opts));
     choose_keyboard(config, opts);
 
     const bool powers_off = run(opts, paths);

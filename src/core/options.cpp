@@ -1,7 +1,5 @@
 #include "core/options.h"
 
-#include "base/settings.h"
-
 #include <cstdio>
 
 const char short_options[] = "?AM:R:Vfhklnv";
@@ -39,7 +37,7 @@ parse_result parse_options(int argc, char *argv[], run_options *opts)
     while ((option_char = getopt_long(argc, argv, short_options, options, nullptr)) != -1) {
         switch (option_char) {
         case 'A':
-            show_all = 1;
+            opts->show_all = 1;
             break;
         case 'M':
             opts->mapname = optarg;
@@ -55,10 +53,10 @@ parse_result parse_options(int argc, char *argv[], run_options *opts)
             ++opts->show_version;
             break;
         case 'f':
-            force_FW_update = 1;
+            opts->force_update = 1;
             break;
         case 'k':
-            keep_script = 1;
+            opts->keep_script = 1;
             break;
         case 'l':
             opts->list_only = 1;
@@ -67,7 +65,7 @@ parse_result parse_options(int argc, char *argv[], run_options *opts)
             opts->nocheck = 1;
             break;
         case 'v':
-            ++verbose;
+            ++opts->verbose;
             break;
         default:
             /* The parser leaves the offending character in optopt: 0 means that help was asked for, and also

@@ -13,7 +13,11 @@ struct run_options {
     int list_only;
     int nocheck; /* don't check images for readability */
     int show_version;
-    int errors; /* options that the parser rejected */
+    int show_all;
+    int force_update;
+    int keep_script;
+    int verbose; /* how often it was asked for */
+    int errors;  /* options that the parser rejected */
 };
 
 enum parse_result { parse_done, parse_help_shown };
@@ -21,8 +25,8 @@ enum parse_result { parse_done, parse_help_shown };
 extern const char short_options[];
 extern const option options[]; /* the long ones */
 
-/* Takes apart the command line into *opts and into the settings that options set (verbose and others).
- * Returns parse_help_shown after the full help, which ends the program. */
+/* Takes apart the command line into *opts. Returns parse_help_shown after the full help, which ends the
+ * program. */
 parse_result parse_options(int argc, char *argv[], run_options *opts);
 
 /* Writes the usage line, and with a non-zero verbose_help the options, to the error stream. */

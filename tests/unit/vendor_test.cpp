@@ -33,8 +33,8 @@ TEST(vendor, lines_to_rows_and_messages)
     expect_all("Error in vendor table, line 2: non-separator follows quoted field\n",
                {"\"A\" ,1\n", "\"A\"1\n"});
     expect_all("Error in vendor table, line 2: failed to pick up number\n", {"A,x\n", "A,\n", "A,"});
-    expect_all("", {"# c,1\n", "   # c,1\n", " \t\r\n", ",5\n", "A 7\n", "\"A,7\n", "\"A\"",
-                    std::string("A\0,7\n", 5)});
+    expect_all("", {"# c,1\n", "   # c,1\n", " \t\r\n", ",5\n", "A 7\n", "\"A,7\n", "\"A\"", "\"A\"\n",
+                    "\"A\"\r\n", std::string("A\0,7\n", 5)});
 }
 
 TEST(vendor, rows_are_sorted_and_the_first_of_a_name_is_found)
