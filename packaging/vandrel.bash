@@ -12,7 +12,7 @@ _vandrel() {
     local options="-A -M -R -V -f -h -k -l -n -v --list --targets --nocheck"
     case "${COMP_WORDS[0]##*/}" in
     vandrel-rehearse) options="--dir --power-cycle --without $options" ;;
-    vandrel-maplint) options="-R -n" ;;
+    vandrel-maplint) options="-R -h -n" ;;
     esac
     case "$current" in
     -*) mapfile -t COMPREPLY < <(compgen -W "$options" -- "$current") ;;

@@ -6,6 +6,8 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
+#include <set>
 #include <utility>
 
 void check_repeated_rules(const std::vector<rule> &rules, findings *all)
@@ -76,21 +78,82 @@ static void check_circle(const std::vector<rule> &rules, rehearsal::drive_profil
     }
 }
 
+namespace
+{
+/* What a rule does to the drives of the inventory. */
+struct rule_effect {
+    unsigned matches = 0;
+    unsigned wins = 0;
+    std::set<std::string> vendors;
+};
+} // namespace
+
+/* "2-4, 7", of the lines whose rules match no drive. */
+static std::string idle_lines(const std::vector<rule> &rules, const std::vector<rule_effect> &effects)
+{
+    std::string lines;
+    for (size_t i = 0; i < rules.size(); ++i) {
+        if (effects[i].matches > 0) continue;
+        const size_t first = i;
+        while (i + 1 < rules.size() && effects[i + 1].matches == 0)
+            ++i;
+        lines += (lines.empty() ? "" : ", ") + std::to_string(rules[first].line);
+        if (i > first) lines += "-" + std::to_string(rules[i].line);
+    }
+    return lines;
+}
+
+static void show_summary(const std::vector<rule> &rules, const std::vector<rule_effect> &effects,
+                         size_t drives)
+{
+    unsigned updated = 0;
+    for (const rule_effect &effect : effects)
+        updated += effect.wins;
+    printf("%zu drives: %u to be updated, %zu matched by no line", drives, updated, drives - updated);
+    const std::string idle = idle_lines(rules, effects);
+    if (!idle.empty()) printf("; lines that match no drive: %s", idle.c_str());
+    printf("\n");
+}
+
+static bool has_ata_drives(const rule_effect &effect)
+{
+    return effect.vendors.contains("ATA");
+}
+
+static void check_effect(const rule &r, const rule_effect &effect, findings *all)
+{
+    constexpr uintmax_t ata_block = 512; /* DOWNLOAD MICROCODE counts in these */
+    if (effect.matches > 0 && effect.wins == 0)
+        add_finding(all, r.line, warning, "never wins: later lines override it for all %u drives it matches",
+                    effect.matches);
+    if (effect.vendors.size() > 1) {
+        std::string vendors;
+        for (const std::string &vendor : effect.vendors)
+            vendors += (vendors.empty() ? "" : ", ") + vendor;
+        add_finding(all, r.line, warning, "one image for drives of several vendors: %s", vendors.c_str());
+    }
+    std::error_code error;
+    const uintmax_t size = std::filesystem::file_size(r.entry->pathname, error);
+    if (!error && size % ata_block != 0 && has_ata_drives(effect))
+        add_finding(all, r.line, warning,
+                    "ATA drives can't take the image: its %ju bytes are no multiple of %ju", size, ata_block);
+}
+
 void show_drives(const std::vector<rule> &rules, const std::vector<rehearsal::drive_profile> &drives,
                  findings *all)
 {
-    std::vector<unsigned> matches(rules.size());
-    std::vector<unsigned> wins(rules.size());
+    std::vector<rule_effect> effects(rules.size());
     for (const rehearsal::drive_profile &profile : drives) {
         const std::vector<size_t> matching = matching_rules(rules, profile);
         show_drive(rules, profile, matching);
-        for (const size_t i : matching)
-            ++matches[i];
-        if (!matching.empty()) ++wins[matching.back()];
+        for (const size_t i : matching) {
+            ++effects[i].matches;
+            effects[i].vendors.insert(profile.vendor);
+        }
+        if (!matching.empty()) ++effects[matching.back()].wins;
         check_circle(rules, profile, all);
     }
     for (size_t i = 0; i < rules.size(); ++i)
-        if (matches[i] > 0 && wins[i] == 0)
-            add_finding(all, rules[i].line, warning,
-                        "never wins: later lines override it for all %u drives it matches", matches[i]);
+        check_effect(rules[i], effects[i], all);
+    show_summary(rules, effects, drives.size());
 }

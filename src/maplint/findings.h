@@ -8,8 +8,10 @@
 
 enum severity { warning, error };
 
+constexpr unsigned whole_map = 0; /* the line of what is to be said of no single one */
+
 struct finding {
-    unsigned line; /* of the map */
+    unsigned line; /* of the map, from 1 */
     severity level;
     std::string what;
     bool operator==(const finding &) const = default;

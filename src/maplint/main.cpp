@@ -9,6 +9,9 @@
 #include <cerrno>
 #include <cstdio>
 #include <getopt.h>
+#include <map>
+#include <optional>
+#include <string>
 
 enum exit_status { exit_clean, exit_warnings, exit_errors };
 
@@ -22,17 +25,17 @@ struct lint_options {
 };
 } // namespace
 
-static int usage(const char *pname)
+static exit_status show_usage(FILE *f, const char *pname)
 {
-    fprintf(stderr, "usage: %s [-R DIR] [-n] MAP [INVENTORY]\n", pname);
-    return 0;
+    fprintf(f, "usage: %s [-h] [-R DIR] [-n] MAP [INVENTORY]\n", pname);
+    return f == stdout ? exit_clean : exit_errors;
 }
 
-/* Returns 1, or 0 after the usage line. */
-static int parse_options(int argc, char *argv[], lint_options *opts)
+/* Returns nothing to go on, else the exit status. */
+static std::optional<exit_status> parse_options(int argc, char *argv[], lint_options *opts)
 {
     int option_char;
-    while ((option_char = getopt(argc, argv, "R:n")) != -1) {
+    while ((option_char = getopt(argc, argv, "R:hn")) != -1) {
         switch (option_char) {
         case 'R':
             opts->reldir = optarg;
@@ -40,51 +43,59 @@ static int parse_options(int argc, char *argv[], lint_options *opts)
         case 'n':
             opts->nocheck = true;
             break;
+        case 'h':
+            return show_usage(stdout, argv[0]);
         default:
-            return usage(argv[0]);
+            return show_usage(stderr, argv[0]);
         }
     }
     const int left = argc - optind;
-    if (left != 1 && left != 2) return usage(argv[0]);
+    if (left != 1 && left != 2) return show_usage(stderr, argv[0]);
     opts->map = argv[optind];
     opts->inventory = left == 2 ? argv[optind + 1] : nullptr;
-    return 1;
+    return {};
 }
 
-/* Reads the inventory and shows its drives. Returns 1, or 0 after a message. */
-static int lint_inventory(const char *pathname, const std::vector<rule> &rules, findings *all)
+/* Reads the inventory and shows its drives. Returns false after a message. */
+static bool lint_inventory(const char *pathname, const std::vector<rule> &rules, findings *all)
 {
     std::string content;
     if (!rehearsal::read_file(pathname, content)) {
         perror(pathname);
-        return 0;
+        return false;
     }
     const rehearsal::inventory machine = rehearsal::parse_inventory(content);
     for (const std::string &bad_line : machine.errors)
         fprintf(stderr, "%s:%s\n", pathname, bad_line.c_str());
-    if (!machine.errors.empty()) return 0;
+    if (!machine.errors.empty()) return false;
     show_drives(rules, machine.drives, all);
-    return 1;
+    return true;
 }
 
-/* Prints the findings in the order of the map's lines. Returns the exit status they stand for. */
-static exit_status report(const char *map, findings all)
+/* Prints the findings in the order of the map's lines, each once: one may have been said of several drives.
+ * Returns the exit status they stand for. */
+static exit_status report(const char *map, const findings &all)
 {
-    std::stable_sort(all.begin(), all.end(),
-                     [](const finding &a, const finding &b) { return a.line < b.line; });
-    all.erase(std::unique(all.begin(), all.end()), all.end()); /* said of several drives */
-    exit_status worst = exit_clean;
+    std::map<unsigned, findings> by_line;
     for (const finding &f : all) {
-        printf("%s:%u: %s: %s\n", map, f.line, f.level == error ? "error" : "warning", f.what.c_str());
-        worst = std::max(worst, f.level == error ? exit_errors : exit_warnings);
+        findings &said = by_line[f.line];
+        if (std::find(said.begin(), said.end(), f) == said.end()) said.push_back(f);
     }
+    exit_status worst = exit_clean;
+    for (const auto &[line, said] : by_line)
+        for (const finding &f : said) {
+            const std::string place = line == whole_map ? "" : std::to_string(line) + ":";
+            printf("%s:%s %s: %s\n", map, place.c_str(), f.level == error ? "error" : "warning",
+                   f.what.c_str());
+            worst = std::max(worst, f.level == error ? exit_errors : exit_warnings);
+        }
     return worst;
 }
 
 int main(int argc, char *argv[])
 {
     lint_options opts = {};
-    if (!parse_options(argc, argv, &opts)) return exit_errors;
+    if (const auto status = parse_options(argc, argv, &opts)) return *status;
 
     findings all;
     const auto rules = read_rules(opts.map, opts.reldir, opts.nocheck ? nullptr : is_readable, &all);
@@ -94,6 +105,6 @@ int main(int argc, char *argv[])
     }
     check_repeated_rules(*rules, &all);
     const bool inventory_is_good = !opts.inventory || lint_inventory(opts.inventory, *rules, &all);
-    const exit_status worst = report(opts.map, std::move(all));
+    const exit_status worst = report(opts.map, all);
     return inventory_is_good ? worst : exit_errors;
 }

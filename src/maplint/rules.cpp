@@ -161,11 +161,23 @@ static void check_entry(const Map &entry, const std::string_view *fields, unsign
         check_escapes(fields[i], field_names[i], line, all);
     check_anchors(entry.model_pattern_s, field_names[model_field], line, all);
     check_anchors(entry.prev_rev_s, field_names[prev_rev_field], line, all);
-    if (is_endless(entry))
+    /* Lists of drives have "-" for what nobody asks. */
+    if (is_endless(entry) && entry.new_rev_s != "-")
         add_finding(
             all, line, warning,
             "the previous-revision pattern matches the new revision %s: with -f the update repeats for ever",
             entry.new_rev_s.c_str());
+}
+
+static void check_image(const Map &entry, unsigned line, findings *all)
+{
+    std::error_code ignored; /* what can't be looked at is no regular file */
+    if (!std::filesystem::is_regular_file(entry.pathname, ignored))
+        add_finding(all, line, warning, "the image is no regular file");
+    else if (std::filesystem::is_empty(entry.pathname, ignored))
+        add_finding(all, line, warning, "the image is empty");
+    if (entry.pathname.find('\'') != std::string::npos)
+        add_finding(all, line, warning, "the image's name holds a quote, which breaks the update script");
 }
 
 std::optional<std::vector<rule>> read_rules(const char *pathname, const text &reldir,
@@ -173,7 +185,6 @@ std::optional<std::vector<rule>> read_rules(const char *pathname, const text &re
 {
     map_reader reader = {.file = open_data_file(pathname), .number = 0, .line = ""};
     if (!reader.file) return {};
-    std::error_code ignored; /* what can't be looked at is no regular file */
     std::vector<rule> rules;
     shared_patterns patterns;
     while (const char *content = next_map_line(&reader)) {
@@ -189,13 +200,10 @@ std::optional<std::vector<rule>> read_rules(const char *pathname, const text &re
         check_quotes(fields, reader.number, all);
         if (!entry) continue;
         check_entry(*entry, fields, reader.number, all);
-        if (check && !std::filesystem::is_regular_file(entry->pathname, ignored))
-            add_finding(all, reader.number, warning, "the image is no regular file");
-        if (entry->pathname.find('\'') != std::string::npos)
-            add_finding(all, reader.number, warning,
-                        "the image's name holds a quote, which breaks the update script");
+        if (check) check_image(*entry, reader.number, all);
         rules.push_back({reader.number, std::move(entry)});
     }
     if (ferror(reader.file.get())) return {};
+    if (rules.empty() && all->empty()) add_finding(all, whole_map, warning, "no line counts");
     return rules;
 }

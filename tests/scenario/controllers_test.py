@@ -128,7 +128,7 @@ class Drives(unittest.TestCase):
         self.assertEqual((quiet.status, quiet.out, quiet.err), (0, expected, ""))
         self.assertEqual(quiet.diagnostics.splitlines(), [
             *(f"Scsi status: 0x{status}" for status in (2, 8, 8, 2)), ROWS[20][2], ROWS[21][2],
-            "Unloading libstorelib.so"])
+            "cut to 4 characters: 1234", "Unloading libstorelib.so"])
 
 
 class Runs(unittest.TestCase):

@@ -29,8 +29,10 @@ class Maplint(unittest.TestCase):
         with tempfile.TemporaryDirectory(prefix="vandrel-scenario.") as tree:
             root = pathlib.Path(tree)
             (root / "Data/dir").mkdir(parents=True)
-            (root / "Data/i").touch()
-            (root / "Data/i's").touch()
+            for name in "i", "i's":
+                (root / "Data" / name).write_text("\n" * 512)
+            (root / "Data/odd").write_text("odd")
+            (root / "Data/empty").touch()
             for name, content in zip("MI", files):
                 (root / name).write_text(content)
             command = ["-R", tree, *args, *(root / name for name, _ in zip("MI", files))]
@@ -44,7 +46,7 @@ class Maplint(unittest.TestCase):
             ("A", 2, [rejected("Bad pattern in line 2")]), ("A B C ", 2, [rejected("Misformed line 2")]),
             ("^A$ ^( N i", 2, [rejected("Error in pattern line 2: Unmatched ( or \\(")]),
             ("A B C gone", 2, [rejected("/Data/gone: No such file or directory")]),
-            ("^A$ ^B$ C dir", 1, [NO_FILE]),
+            ("^A$ ^B$ C dir", 1, [NO_FILE]), ("^A$ ^B$ C empty", 1, ["warning: the image is empty"]),
             ("^A$ ^B$ C i's", 1, ["warning: the image's name holds a quote, which breaks the update script"]),
             ('"A" B C i', 2, [rejected("Bad pattern in line 2"), opens_last(MODEL)]),
             ('A "B"C D', 2, [rejected("Bad revision in line 2"), opens_last(PREV)]),
@@ -83,13 +85,21 @@ class Maplint(unittest.TestCase):
         drives = '# two hosts\nsda,0,0,V,"ABC",R1,-,-; smart-187=1\nsdb,0,1,V,"AB",R1,-,-;\n1,8,2,V,"ABC",R7,R6,"i";\n'
         shown = ('sda,0,0 "ABC" R1: line 5 brings R7 from i, overriding line 1, 2, 3, 4\n'
                  'sdb,0,1 "AB" R1: line 3 brings R5 from i, overriding line 1, 2\n'
-                 '1,8,2 "ABC" R7: line 4 brings R6 from i\n')
+                 '1,8,2 "ABC" R7: line 4 brings R6 from i\n'
+                 "3 drives: 3 to be updated, 0 matched by no line; lines that match no drive: 7-8\n")
         rule, none = "^A$ ^R1$ R2 i\n", 'sda,0,0,V,"A",R2,-,-;\nsdb,0,0,V,"B",R1,-,-;\n'
+        two = 'sda,0,0,V,"C",R1,-,-;\nsdb,0,1,ATA,"C",R1,-,-;\n'
         cases = [  # map and inventory, exit status, report, error stream
             ([rules], 2, f"M:2: {same('', 3)}{rest}", ""),
             ([rules, drives], 2, f"{shown}M:1: {lost}M:2: {same('', 3)}M:2: {lost}" +
              rest.replace("M:6", circle + "M:6"), ""),
-            ([rule, none], 0, 'sda,0,0 "A" R2: no line matches\nsdb,0,0 "B" R1: no line matches\n', ""),
+            ([rule, none], 0, 'sda,0,0 "A" R2: no line matches\nsdb,0,0 "B" R1: no line matches\n'
+             "2 drives: 0 to be updated, 2 matched by no line; lines that match no drive: 1\n", ""),
+            ([rule + "^C$ ^R1$ R2 odd\n", two], 1, 'sda,0,0 "C" R1: line 2 brings R2 from odd\n'
+             'sdb,0,1 "C" R1: line 2 brings R2 from odd\n'
+             "2 drives: 2 to be updated, 0 matched by no line; lines that match no drive: 1\n"
+             "M:2: warning: one image for drives of several vendors: ATA, V\n"
+             "M:2: warning: ATA drives can't take the image: its 3 bytes are no multiple of 512\n", ""),
             ([rule, none.replace("sdb,0", "sdb,x")], 2, "", "I:2: the host is not a number\n"),
         ]
         for files, *result in cases:
@@ -98,10 +108,12 @@ class Maplint(unittest.TestCase):
 
     def test_arguments(self):
         example, gone = ["-R", EXAMPLE, EXAMPLE / "Data/Map.txt"], "^A$ ^B$ C gone\n"
-        usage = f"usage: {BUILD}/vandrel-maplint [-R DIR] [-n] MAP [INVENTORY]\n"
-        cases = [(example, [], 0, ""), (["-n"], [gone], 0, ""), (["none"], [], 2, "none: No such file or directory\n"),
-                 (["/"], [], 2, "/: not a regular file\n"), ([*example, "/"], [], 2, "/: Is a directory\n"),
-                 ([], [], 2, usage), (["-n", "a", "b", "c"], [], 2, usage)]
-        for args, files, status, said in cases:
+        usage = f"usage: {BUILD}/vandrel-maplint [-h] [-R DIR] [-n] MAP [INVENTORY]\n"
+        cases = [(example, [], 0, "", ""), (["-n"], [gone], 0, "", ""), ([], ["# nothing\n"], 1, "M: warning: no line counts\n", ""),
+                 *((["-n", EXAMPLE / "Data" / name], [], 0, "", "") for name in ("ULL", "SMART187")),
+                 (["none"], [], 2, "", "none: No such file or directory\n"), (["-h"], [], 0, usage, ""),
+                 (["/"], [], 2, "", "/: not a regular file\n"), ([*example, "/"], [], 2, "", "/: Is a directory\n"),
+                 ([], [], 2, "", usage), (["-n", "a", "b", "c"], [], 2, "", usage)]
+        for args, files, *result in cases:
             with self.subTest(args=args):
-                self.assertEqual(self.lint(*args, files=files), (status, "", said))
+                self.assertEqual(self.lint(*args, files=files), tuple(result))
