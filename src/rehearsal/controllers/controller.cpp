@@ -7,11 +7,11 @@ namespace rehearsal
 
 namespace
 {
-
 struct library_variant {
     std::string_view file;
     const char *entry_point;
 };
+} // namespace
 
 constexpr library_variant variants[] = {
     {"libstorelib.so",     "ProcessLibCommand"   },
@@ -20,12 +20,10 @@ constexpr library_variant variants[] = {
     {"libstorelibir-3.so", "ProcessLibCommandIR3"},
 };
 
-} // namespace
-
 unsigned library_type(std::string_view path)
 {
     const std::string_view file = path.substr(path.rfind('/') + 1);
-    for (unsigned i = 0; i < std::size(variants); i++)
+    for (unsigned i = 0; i < std::size(variants); ++i)
         if (variants[i].file == file) return i + 1;
     return 0;
 }

@@ -3,17 +3,14 @@
 #include "rehearsal/controllers/controller_requests.h"
 #include "rehearsal/kernel/real_function.h"
 
-namespace
-{
-
 using rehearsal::controller_library;
 
 /* The file as the inventory names it, below the root; empty outside a rehearsal's root. */
-std::string own_file(const rehearsal::machine &m)
+static std::string own_file(const rehearsal::machine &m)
 {
     static const char anything_in_here = 0;
     Dl_info info{};
-    if (dladdr(&anything_in_here, &info) == 0 || info.dli_fname == nullptr) return {};
+    if (dladdr(&anything_in_here, &info) == 0 || !info.dli_fname) return {};
     std::string_view path = info.dli_fname;
     if (!path.starts_with(m.root_dir())) return {};
     path.remove_prefix(m.root_dir().size());
@@ -21,18 +18,16 @@ std::string own_file(const rehearsal::machine &m)
     return std::string(path);
 }
 
-uint32_t answer(std::string_view entry_point, _SL_LIB_CMD_PARAM_T *param)
+static uint32_t answer(std::string_view entry_point, _SL_LIB_CMD_PARAM_T *param)
 {
     /* Released with the library: nothing of it may be left when the program has closed it. */
     static const auto m = rehearsal::read_machine();
-    if (m == nullptr) return SL_ERR_INIT_FAILED;
+    if (!m) return SL_ERR_INIT_FAILED;
     static controller_library library{*m, own_file(*m)};
     const unsigned type = rehearsal::library_type(library.file);
     if (type == 0 || entry_point != rehearsal::entry_point_of(type)) return SL_ERR_INIT_FAILED;
     return answer_library_request(library, *param);
 }
-
-} // namespace
 
 REHEARSAL_EXPORT uint32_t ProcessLibCommand(_SL_LIB_CMD_PARAM_T *param)
 {

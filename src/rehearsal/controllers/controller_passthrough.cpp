@@ -10,15 +10,12 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 using command_fis = _REGISTER_HOST_TO_DEVICE_FIS_LBA48;
 
 constexpr size_t fis_len = sizeof(command_fis);
 constexpr size_t min_cdb_len = 6;
 
-bool decode_direction(uint8_t dir, direction &decoded)
+static bool decode_direction(uint8_t dir, direction &decoded)
 {
     static constexpr direction known[] = {direction::none, direction::out, direction::in};
     static_assert(SL_DIR_NONE == 0 && SL_DIR_WRITE == 1 && SL_DIR_READ == 2);
@@ -28,19 +25,20 @@ bool decode_direction(uint8_t dir, direction &decoded)
 }
 
 /* How the flags announce the transfer: none, or data by PIO (protocol bit) from the drive. */
-uint32_t flags_of(direction dir)
+static uint32_t flags_of(direction dir)
 {
     return dir == direction::none ? STP_FLAGS_NON_DATA : STP_FLAGS_DATA_IN;
 }
 
-uint32_t status_of(const outcome &out)
+static uint32_t status_of(const outcome &out)
 {
     if (out.error != 0) return MFI_STAT_DEVICE_NOT_FOUND;
     if (out.host_status != 0 || out.driver_status != 0) return drive_did_not_answer;
     return out.status == status_good ? 0 : drive_reported_error;
 }
 
-outcome run_and_note(const machine &m, const drive_profile &profile, const request &req, std::string &note)
+static outcome run_and_note(const machine &m, const drive_profile &profile, const request &req,
+                            std::string &note)
 {
     outcome out = run_command(m, profile, req);
     note += " " + describe(out, req);
@@ -48,7 +46,7 @@ outcome run_and_note(const machine &m, const drive_profile &profile, const reque
 }
 
 /* The registers that a command FIS carries. */
-ata_registers decode_fis(const command_fis &fis, uint64_t data_len)
+static ata_registers decode_fis(const command_fis &fis, uint64_t data_len)
 {
     ata_registers regs{};
     regs.command = fis.Command;
@@ -63,7 +61,7 @@ ata_registers decode_fis(const command_fis &fis, uint64_t data_len)
 }
 
 /* A Register Device-to-Host FIS (SATA): the command's registers, with the drive's status and error. */
-void put_response(std::span<uint8_t> dst, const command_fis &sent, const outcome &out)
+static void put_response(std::span<uint8_t> dst, const command_fis &sent, const outcome &out)
 {
     constexpr uint8_t ready = 0x50;
     constexpr uint8_t ready_with_error = 0x51;
@@ -77,8 +75,6 @@ void put_response(std::span<uint8_t> dst, const command_fis &sent, const outcome
     fis.FeaturesExp = 0;
     memcpy(dst.data(), &fis, fis_len);
 }
-
-} // namespace
 
 uint32_t pass_scsi(const machine &m, const drive_profile &profile, std::span<uint8_t> buffer, bool is_refused,
                    std::string &note)

@@ -11,10 +11,7 @@
 namespace rehearsal
 {
 
-namespace
-{
-
-constexpr uint32_t usual_pci = 0x1000005d;
+constexpr uint32_t usual_pci = 0x1000005D;
 constexpr uint8_t interface_sas = 2;
 constexpr uint8_t interface_sata = 3;
 constexpr uint32_t invalid_command = 0x8001; /* stands for all that nobody tells apart */
@@ -22,6 +19,8 @@ constexpr uint32_t invalid_command = 0x8001; /* stands for all that nobody tells
 /* The drives that a request is about: all of the library, all of a controller, or one. */
 using drives = std::vector<const drive_profile *>;
 
+namespace
+{
 struct answer {
     uint32_t status = 0;
     std::vector<uint8_t> data; /* for the sender's buffer */
@@ -39,6 +38,7 @@ struct request_kind {
 
     bool is_pass_through() const { return type == SL_PASSTHRU_CMD_TYPE; }
 };
+} // namespace
 
 // clang-format off
 constexpr request_kind kinds[] = {
@@ -56,13 +56,13 @@ constexpr request_kind kinds[] = {
 // clang-format on
 
 template <typename record>
-std::vector<uint8_t> bytes_of(const record &r)
+static std::vector<uint8_t> bytes_of(const record &r)
 {
     const auto *const first = reinterpret_cast<const uint8_t *>(&r);
     return {first, first + sizeof r};
 }
 
-drives subjects_of(const controller_library &library, scope about, const _SL_LIB_CMD_PARAM_T &param)
+static drives subjects_of(const controller_library &library, scope about, const _SL_LIB_CMD_PARAM_T &param)
 {
     drives found;
     for (const drive_profile &profile : library.m.drives) {
@@ -75,20 +75,20 @@ drives subjects_of(const controller_library &library, scope about, const _SL_LIB
 }
 
 /* The library's complaint about a request, or 0. */
-uint32_t check_request(const controller_library &library, const request_kind &kind, const drives &subjects,
-                       const _SL_LIB_CMD_PARAM_T &param)
+static uint32_t check_request(const controller_library &library, const request_kind &kind,
+                              const drives &subjects, const _SL_LIB_CMD_PARAM_T &param)
 {
     if (!library.is_started && kind.name != library_request::init) return SL_ERR_INIT_FAILED;
     if (kind.about != scope::library && subjects.empty()) {
         const bool has_controller = !subjects_of(library, scope::controller, param).empty();
         return has_controller ? MFI_STAT_DEVICE_NOT_FOUND : SL_ERR_INVALID_CTRL;
     }
-    const bool has_room = param.dataSize >= kind.min_size && (param.pData != nullptr || kind.min_size == 0);
+    const bool has_room = param.dataSize >= kind.min_size && (param.pData || kind.min_size == 0);
     return has_room ? 0 : SL_ERR_BUFFER_TOO_SMALL;
 }
 
 /* What goes wrong with the request, in the order of the lines. */
-std::vector<const fault *> faults_of(const machine &m, library_request name, const drives &subjects)
+static std::vector<const fault *> faults_of(const machine &m, library_request name, const drives &subjects)
 {
     std::vector<const fault *> faults;
     for (const drive_profile *profile : subjects) {
@@ -99,14 +99,18 @@ std::vector<const fault *> faults_of(const machine &m, library_request name, con
     return faults;
 }
 
-void apply_fault(const fault &f, std::vector<uint8_t> &data)
+/* Those that a library knows of change its data as they change a drive's. */
+static void change_data(const std::vector<const fault *> &faults, std::vector<uint8_t> &data)
 {
-    if (f.kind == effect::cut && f.number < data.size()) data.resize(f.number);
-    if (f.kind == effect::answer) data = f.bytes;
-    if (f.kind == effect::patch) apply_patch(f, data);
+    reply r;
+    r.data = std::move(data);
+    outcome ignored;
+    for (const fault *f : faults)
+        if (f->what->time == after_command_or_request) f->what->apply(*f, {}, r, ignored);
+    data = std::move(r.data);
 }
 
-void list_controllers(const drives &subjects, answer &a)
+static void list_controllers(const drives &subjects, answer &a)
 {
     std::vector<uint32_t> ids;
     for (const drive_profile *profile : subjects)
@@ -119,7 +123,7 @@ void list_controllers(const drives &subjects, answer &a)
     a.note = format_text(" controllers=%zu", ids.size());
 }
 
-void show_controller(const drives &subjects, answer &a)
+static void show_controller(const drives &subjects, answer &a)
 {
     const uint32_t pci = subjects.front()->pci.value_or(usual_pci);
     _MR_CTRL_INFO info = {};
@@ -129,7 +133,7 @@ void show_controller(const drives &subjects, answer &a)
     a.note = format_text(" pci=%04x:%04x", info.pci.vendorId, info.pci.deviceId);
 }
 
-void list_drives(const drives &subjects, answer &a)
+static void list_drives(const drives &subjects, answer &a)
 {
     constexpr uint64_t first_sas_address = 0x5000000000000000;
     const size_t size = offsetof(_MR_PD_LIST, addr) + subjects.size() * sizeof(_MR_PD_ADDRESS);
@@ -150,8 +154,8 @@ void list_drives(const drives &subjects, answer &a)
 }
 
 /* Answer to an INQUIRY that the controller itself has sent, when it found the drive. */
-void copy_inquiry(const machine &m, const drive_profile &profile, std::span<const uint8_t> cdb,
-                  std::span<uint8_t> dst)
+static void copy_inquiry(const machine &m, const drive_profile &profile, std::span<const uint8_t> cdb,
+                         std::span<uint8_t> dst)
 {
     request req{};
     req.bytes = cdb;
@@ -160,7 +164,7 @@ void copy_inquiry(const machine &m, const drive_profile &profile, std::span<cons
     std::copy_n(r.data.begin(), std::min(r.data.size(), dst.size()), dst.begin());
 }
 
-void show_drive(const machine &m, const drive_profile &profile, answer &a)
+static void show_drive(const machine &m, const drive_profile &profile, answer &a)
 {
     static constexpr uint8_t inquiry[] = {0x12, 0, 0, 0, 96, 0};
     static constexpr uint8_t inquiry_page_83[] = {0x12, 1, 0x83, 0, 64, 0};
@@ -178,8 +182,8 @@ void show_drive(const machine &m, const drive_profile &profile, answer &a)
     a.data = bytes_of(info);
 }
 
-void answer_drive(const machine &m, library_request name, const drive_profile &profile, bool is_refused,
-                  answer &a)
+static void answer_drive(const machine &m, library_request name, const drive_profile &profile,
+                         bool is_refused, answer &a)
 {
     if (name == library_request::scsi)
         a.status = pass_scsi(m, profile, a.data, is_refused, a.note);
@@ -192,8 +196,8 @@ void answer_drive(const machine &m, library_request name, const drive_profile &p
 }
 
 /* Answers a request that is in order. Of a refused one that goes to a drive it only notes what was sent. */
-void answer_request(controller_library &library, library_request name, const drives &subjects,
-                    bool is_refused, answer &a)
+static void answer_request(controller_library &library, library_request name, const drives &subjects,
+                           bool is_refused, answer &a)
 {
     switch (name) {
     case library_request::init:
@@ -211,8 +215,8 @@ void answer_request(controller_library &library, library_request name, const dri
     }
 }
 
-void log_request(const controller_library &library, const request_kind &kind, const drives &subjects,
-                 const _SL_LIB_CMD_PARAM_T &param, const answer &a)
+static void log_request(const controller_library &library, const request_kind &kind, const drives &subjects,
+                        const _SL_LIB_CMD_PARAM_T &param, const answer &a)
 {
     std::string label = library.file;
     std::string text = name_of(kind.name);
@@ -229,8 +233,6 @@ void log_request(const controller_library &library, const request_kind &kind, co
     log_event(library.m, label, text);
 }
 
-} // namespace
-
 uint32_t answer_library_request(controller_library &library, _SL_LIB_CMD_PARAM_T &param)
 {
     const auto *const kind = std::find_if(std::begin(kinds), std::end(kinds), [&](const request_kind &k) {
@@ -243,21 +245,19 @@ uint32_t answer_library_request(controller_library &library, _SL_LIB_CMD_PARAM_T
         return invalid_command;
     }
     const drives subjects = subjects_of(library, kind->about, param);
-    const std::span<uint8_t> buffer(static_cast<uint8_t *>(param.pData),
-                                    param.pData != nullptr ? param.dataSize : 0);
+    const std::span<uint8_t> buffer(static_cast<uint8_t *>(param.pData), param.pData ? param.dataSize : 0);
     answer a;
     a.status = check_request(library, *kind, subjects, param);
     if (a.status == 0) {
         const auto faults = faults_of(library.m, kind->name, subjects);
         const auto refusal = std::find_if(faults.begin(), faults.end(),
-                                          [](const fault *f) { return f->kind == effect::status; });
+                                          [](const fault *f) { return is_library_status(*f->what); });
         const bool is_refused = refusal != faults.end();
         if (kind->is_pass_through()) a.data.assign(buffer.begin(), buffer.end());
         if (!is_refused || kind->is_pass_through())
             answer_request(library, kind->name, subjects, is_refused, a);
         if (is_refused) a.status = static_cast<uint32_t>((*refusal)->number);
-        for (const fault *f : faults)
-            apply_fault(*f, a.data);
+        change_data(faults, a.data);
         std::copy_n(a.data.begin(), std::min(a.data.size(), buffer.size()), buffer.begin());
     }
     log_request(library, *kind, subjects, param, a);

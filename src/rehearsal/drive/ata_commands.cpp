@@ -5,14 +5,11 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr uint64_t sector_len = 512;
-constexpr uint64_t smart_signature = 0xc24f00; /* in the LBA registers of every SMART command */
+constexpr uint64_t smart_signature = 0xC24F00; /* in the LBA registers of every SMART command */
 
 /* Table 2 of the SCSI/ATA translation: how the block says how much data comes. */
-uint64_t transfer_len_of(std::span<const uint8_t> cdb, uint64_t feature, uint64_t count)
+static uint64_t transfer_len_of(std::span<const uint8_t> cdb, uint64_t feature, uint64_t count)
 {
     const uint64_t unit = (cdb[2] & 0x04) != 0 ? sector_len : 1;
     switch (cdb[2] & 0x03) {
@@ -29,26 +26,29 @@ uint64_t transfer_len_of(std::span<const uint8_t> cdb, uint64_t feature, uint64_
 
 /* READ VERIFY: no data, but the blocks must exist. A 28-bit command knows nothing of the registers' second
  * half. */
-reply verify_sectors(const drive_profile &profile, const ata_registers &regs, bool is_48_bit)
+static reply verify_sectors(const drive_profile &profile, const ata_registers &regs, bool is_48_bit)
 {
-    const uint64_t lba = is_48_bit ? regs.lba : (regs.lba & 0xffffff) | (regs.device & 0x0fU) << 24;
-    uint64_t count = is_48_bit ? regs.count : regs.count & 0xff;
+    const uint64_t lba = is_48_bit ? regs.lba : (regs.lba & 0xFFFFFF) | (regs.device & 0x0FU) << 24;
+    uint64_t count = is_48_bit ? regs.count : regs.count & 0xFF;
     if (count == 0) count = is_48_bit ? 65536 : 256;
     return lba >= profile.blocks || count > profile.blocks - lba ? lba_out_of_range() : reply{};
 }
 
-reply run_smart(const drive_profile &profile, const ata_registers &regs)
+static reply run_smart(const drive_profile &profile, const ata_registers &regs)
 {
-    if ((regs.lba & 0xffff00) != smart_signature) return aborted_command();
-    constexpr uint8_t read_data = 0xd0;
-    return (regs.feature & 0xff) == read_data ? smart_data_page(profile) : aborted_command();
+    if ((regs.lba & 0xFFFF00) != smart_signature) return aborted_command();
+    constexpr uint8_t read_data = 0xD0;
+    return (regs.feature & 0xFF) == read_data ? smart_data_page(profile) : aborted_command();
 }
 
+namespace
+{
 struct ata_command {
     uint8_t code;
     uint8_t protocol;
     reply (*run)(const drive_profile &profile, const drive_state &state, const ata_registers &regs);
 };
+} // namespace
 
 // clang-format off
 constexpr ata_command commands[] = {
@@ -59,8 +59,6 @@ constexpr ata_command commands[] = {
     {0xEC,   sat_pio_data_in, [](const drive_profile &p, const drive_state &s, const ata_registers &) { return identify_page(p, s); }},
 };
 // clang-format on
-
-} // namespace
 
 std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
 {
@@ -73,8 +71,8 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
     if (is_extended)
         regs.lba |= uint64_t{cdb[11]} << 40 | uint64_t{cdb[9]} << 32 | uint64_t{cdb[7]} << 24;
     else {
-        regs.feature &= 0xff;
-        regs.count &= 0xff;
+        regs.feature &= 0xFF;
+        regs.count &= 0xFF;
     }
     regs.device = cdb[13];
     regs.command = cdb[14];
@@ -86,7 +84,7 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
 
 reply aborted_command()
 {
-    return check_condition(0x0b, 0x00, 0x00);
+    return check_condition(0x0B, 0x00, 0x00);
 }
 
 reply run_ata_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs)

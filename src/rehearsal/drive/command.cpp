@@ -3,11 +3,8 @@
 namespace rehearsal
 {
 
-namespace
-{
 constexpr uint8_t key_illegal_request = 0x05;
 constexpr size_t fixed_sense_len = 18;
-} // namespace
 
 uint64_t get_be(std::span<const uint8_t> bytes, size_t offset, size_t len)
 {

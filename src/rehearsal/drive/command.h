@@ -40,14 +40,15 @@ struct request {
 constexpr uint8_t status_good = 0x00;
 constexpr uint8_t status_check_condition = 0x02;
 
+constexpr size_t checksum_offset = 511; /* of a page that ends in one */
+
 /* What a drive answers, before faults and before it is cut to what the sender has room for. */
 struct reply {
     uint8_t status = status_good;
     std::vector<uint8_t> sense;
     std::vector<uint8_t> data;
-    uint64_t zeros = 0; /* so many zero bytes follow data: blocks of a blank medium */
-    bool has_checksum =
-        false; /* byte 511 makes the 512 bytes of data add up to 0; filled in at the very end */
+    uint64_t zeros = 0;        /* so many zero bytes follow data: blocks of a blank medium */
+    bool has_checksum = false; /* makes the 512 bytes of data add up to 0; filled in at the very end */
 };
 
 /* What the sender sees. */

@@ -8,18 +8,15 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr uint8_t caching_rcd = 0x01;
 constexpr uint8_t caching_wce = 0x04;
 
-std::string state_path(const machine &m, const drive_profile &profile)
+static std::string state_path(const machine &m, const drive_profile &profile)
 {
     return m.state_dir() + "/" + profile.state_name;
 }
 
-void take_state_line(std::string_view line, drive_state &state)
+static void take_state_line(std::string_view line, drive_state &state)
 {
     const std::string_view name = cut_word(line, '=');
     if (name == "revision")
@@ -35,8 +32,6 @@ void take_state_line(std::string_view line, drive_state &state)
     else if (name == "commands")
         state.commands = parse_number(line).value_or(0);
 }
-
-} // namespace
 
 static uint8_t saved_caching(const drive_profile &profile)
 {

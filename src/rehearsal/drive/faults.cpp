@@ -7,54 +7,25 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 /* In the order of library_request. */
 constexpr const char *library_requests[] = {
     "lib-init",         "lib-exit",        "lib-ctrl-info", "lib-pd-list", "lib-pd-info",
     "lib-start-locate", "lib-stop-locate", "lib-scsi",      "lib-stp",
 };
 
-struct effect_form {
-    bool has_number;
-    bool has_bytes;
-};
-
-effect_form form_of(effect kind)
-{
-    switch (kind) {
-    case effect::refuse:
-    case effect::hang:
-    case effect::enodev:
-        return {false, false};
-    case effect::sense:
-    case effect::answer:
-        return {false, true};
-    case effect::status:
-    case effect::host_status:
-    case effect::driver_status:
-    case effect::cut:
-        return {true, false};
-    case effect::patch:
-        return {true, true};
-    }
-    return {false, false};
-}
-
 /* A library answers with a status and with data; the rest is between a host and a drive. */
-bool can_meet_library(effect kind)
+static bool can_meet_library(const effect &what)
 {
-    return kind == effect::status || kind == effect::cut || kind == effect::answer || kind == effect::patch;
+    return what.time == after_command_or_request || is_library_status(what);
 }
 
-bool parse_command(std::string_view word, fault &f)
+static bool parse_command(std::string_view word, fault &f)
 {
     if (word == "any") return true;
     if (word.starts_with("lib-")) {
         const auto *const found = std::find(std::begin(library_requests), std::end(library_requests), word);
         f.library = static_cast<library_request>(found - library_requests);
-        return found != std::end(library_requests) && can_meet_library(f.kind);
+        return found != std::end(library_requests) && can_meet_library(*f.what);
     }
     f.is_ata = word.starts_with("ata-");
     if (f.is_ata) word.remove_prefix(4);
@@ -64,38 +35,28 @@ bool parse_command(std::string_view word, fault &f)
     return true;
 }
 
-} // namespace
-
 const char *name_of(library_request wanted)
 {
     return library_requests[static_cast<int>(wanted)];
 }
 
-std::optional<fault> parse_fault(effect kind, std::string_view text)
+std::optional<fault> parse_fault(const effect &what, std::string_view text)
 {
     fault f;
-    f.kind = kind;
-    const effect_form form = form_of(kind);
-    if (std::count(text.begin(), text.end(), ':') != form.has_number + form.has_bytes) return std::nullopt;
+    f.what = &what;
+    if (std::count(text.begin(), text.end(), ':') != what.has_number + what.has_bytes) return std::nullopt;
     if (!parse_command(cut_word(text, ':'), f)) return std::nullopt;
-    if (form.has_number) {
+    if (what.has_number) {
         const auto number = parse_number(cut_word(text, ':'));
         if (!number) return std::nullopt;
         f.number = *number;
     }
-    if (form.has_bytes) {
+    if (what.has_bytes) {
         const auto bytes = parse_bytes(text);
         if (!bytes) return std::nullopt;
         f.bytes = *bytes;
     }
     return f;
-}
-
-bool apply_patch(const fault &f, std::vector<uint8_t> &data)
-{
-    if (f.number > data.size() || f.bytes.size() > data.size() - f.number) return false;
-    std::copy(f.bytes.begin(), f.bytes.end(), data.begin() + static_cast<ptrdiff_t>(f.number));
-    return true;
 }
 
 bool meets(const fault &f, const request &req)

@@ -6,13 +6,10 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr size_t header_len = 4;
 constexpr size_t block_descriptor_len = 8;
 constexpr uint8_t caching_page_code = 0x08;
-constexpr uint8_t all_pages = 0x3f;
+constexpr uint8_t all_pages = 0x3F;
 constexpr uint8_t page_saveable = 0x80;
 constexpr uint8_t dpo_fua = 0x10;
 constexpr uint8_t changeable_caching = 0x05; /* read cache disable, write cache enable */
@@ -21,37 +18,38 @@ constexpr size_t caching_flags = 2; /* offset in the page */
 
 using caching_page = std::array<uint8_t, 20>;
 
+namespace
+{
 enum page_control { current_values, changeable_values, default_values, saved_values };
+} // namespace
 
-caching_page build_caching_page(uint8_t flags)
+static caching_page build_caching_page(uint8_t flags)
 {
     caching_page page = {caching_page_code, sizeof page - 2, flags};
     return page;
 }
 
-reply invalid_parameter_list()
+static reply invalid_parameter_list()
 {
     return check_condition(0x05, 0x26, 0x00);
 }
 
-reply parameter_list_length_error()
+static reply parameter_list_length_error()
 {
     return check_condition(0x05, 0x1A, 0x00);
 }
 
-uint8_t caching_flags_of(page_control control, const drive_state &state)
+static uint8_t caching_flags_of(page_control control, const drive_state &state)
 {
     if (control == changeable_values) return changeable_caching;
     return control == default_values ? usual_caching : state.caching;
 }
 
-} // namespace
-
 reply mode_sense_6(const drive_profile &profile, drive_state &state, const request &req)
 {
     const bool has_descriptor = (req.bytes[1] & 0x08) == 0;
     const auto control = static_cast<page_control>(req.bytes[2] >> 6);
-    const uint8_t code = req.bytes[2] & 0x3f;
+    const uint8_t code = req.bytes[2] & 0x3F;
     if ((code != caching_page_code && code != all_pages) || req.bytes[3] != 0) return invalid_cdb_field();
 
     reply r;

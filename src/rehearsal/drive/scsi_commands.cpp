@@ -10,33 +10,30 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr size_t standard_inquiry_len = 96;
 constexpr uint8_t product_data_pages[] = {0x00, 0x80, 0x83};
 
 /* Fixed-width text: blanks behind it, or cut. */
-void put_text(std::span<uint8_t> bytes, size_t offset, size_t width, std::string_view text)
+static void put_text(std::span<uint8_t> bytes, size_t offset, size_t width, std::string_view text)
 {
     const auto field = bytes.subspan(offset, width);
     std::fill(field.begin(), field.end(), ' ');
     std::copy_n(text.begin(), std::min(width, text.size()), field.begin());
 }
 
-reply cut_to(reply r, uint64_t allocation_len)
+static reply cut_to(reply r, uint64_t allocation_len)
 {
     if (r.data.size() > allocation_len) r.data.resize(allocation_len);
     return r;
 }
 
 /* A page of vital product data with its 4-byte header. */
-reply product_data_page(const drive_profile &profile, uint8_t code, std::span<const uint8_t> content)
+static reply product_data_page(const drive_profile &profile, uint8_t code, std::span<const uint8_t> content)
 {
     constexpr size_t header_len = 4;
     reply r;
     r.data.resize(header_len + content.size());
-    r.data[0] = static_cast<uint8_t>(profile.device_type & 0x1f);
+    r.data[0] = static_cast<uint8_t>(profile.device_type & 0x1F);
     r.data[1] = code;
     put_be(r.data, 2, 2, content.size());
     std::copy(content.begin(), content.end(), r.data.begin() + header_len);
@@ -45,7 +42,7 @@ reply product_data_page(const drive_profile &profile, uint8_t code, std::span<co
 
 /* A translator for an ATA drive gives the 20 characters of IDENTIFY DEVICE (SAT). Some SCSI drives tell their
  * revision behind the serial number, where the page has no field for it. */
-reply serial_number_page(const drive_profile &profile, const drive_state &state)
+static reply serial_number_page(const drive_profile &profile, const drive_state &state)
 {
     constexpr size_t ata_width = 20;
     constexpr size_t revision_at = 28; /* of the content: byte 32 of the page */
@@ -60,18 +57,18 @@ reply serial_number_page(const drive_profile &profile, const drive_state &state)
 }
 
 /* One locally assigned world wide name, in binary, of the logical unit. */
-reply identification_page(const drive_profile &profile)
+static reply identification_page(const drive_profile &profile)
 {
     uint8_t content[12] = {0x01, 0x03, 0, 8};
     put_be(content, 4, 8, 0x3000000000000001 + profile.index);
     return product_data_page(profile, 0x83, content);
 }
 
-reply standard_inquiry(const drive_profile &profile, const drive_state &state)
+static reply standard_inquiry(const drive_profile &profile, const drive_state &state)
 {
     reply r;
     r.data.resize(standard_inquiry_len);
-    r.data[0] = static_cast<uint8_t>(profile.device_type & 0x1f);
+    r.data[0] = static_cast<uint8_t>(profile.device_type & 0x1F);
     r.data[2] = 0x06; /* SPC-4 */
     r.data[3] = 0x02; /* response data format of the standard */
     r.data[4] = standard_inquiry_len - 5;
@@ -82,7 +79,7 @@ reply standard_inquiry(const drive_profile &profile, const drive_state &state)
     return r;
 }
 
-reply inquiry_data(const drive_profile &profile, const drive_state &state, const request &req)
+static reply inquiry_data(const drive_profile &profile, const drive_state &state, const request &req)
 {
     const bool wants_page = (req.bytes[1] & 0x01) != 0;
     const uint8_t page = req.bytes[2];
@@ -99,24 +96,24 @@ reply inquiry_data(const drive_profile &profile, const drive_state &state, const
     }
 }
 
-reply inquiry(const drive_profile &profile, drive_state &state, const request &req)
+static reply inquiry(const drive_profile &profile, drive_state &state, const request &req)
 {
     return cut_to(inquiry_data(profile, state, req), get_be(req.bytes, 3, 2));
 }
 
-reply read_capacity_10(const drive_profile &profile, drive_state &, const request &)
+static reply read_capacity_10(const drive_profile &profile, drive_state &, const request &)
 {
     reply r;
     r.data.resize(8);
-    put_be(r.data, 0, 4, std::min<uint64_t>(profile.blocks - 1, 0xffffffff));
+    put_be(r.data, 0, 4, std::min<uint64_t>(profile.blocks - 1, 0xFFFFFFFF));
     put_be(r.data, 4, 4, profile.block_length);
     return r;
 }
 
-reply read_capacity_16(const drive_profile &profile, drive_state &, const request &req)
+static reply read_capacity_16(const drive_profile &profile, drive_state &, const request &req)
 {
     constexpr uint8_t read_capacity_action = 0x10;
-    if ((req.bytes[1] & 0x1f) != read_capacity_action) return invalid_cdb_field();
+    if ((req.bytes[1] & 0x1F) != read_capacity_action) return invalid_cdb_field();
     reply r;
     r.data.resize(32);
     put_be(r.data, 0, 8, profile.blocks - 1);
@@ -124,18 +121,21 @@ reply read_capacity_16(const drive_profile &profile, drive_state &, const reques
     return cut_to(r, get_be(req.bytes, 10, 4));
 }
 
+namespace
+{
 /* Where a command has its block address and its count of blocks. */
 struct extent {
     uint64_t lba;
     uint64_t count;
 };
+} // namespace
 
-extent extent_of(const request &req)
+static extent extent_of(const request &req)
 {
     switch (req.bytes.size()) {
     case 6: {
         const uint64_t count = req.bytes[4];
-        return {get_be(req.bytes, 1, 3) & 0x1fffff, count == 0 ? 256 : count};
+        return {get_be(req.bytes, 1, 3) & 0x1FFFFF, count == 0 ? 256 : count};
     }
     case 10:
         return {get_be(req.bytes, 2, 4), get_be(req.bytes, 7, 2)};
@@ -145,7 +145,7 @@ extent extent_of(const request &req)
 }
 
 /* Zeros, of blocks that exist. */
-reply read_blocks(const drive_profile &profile, drive_state &, const request &req)
+static reply read_blocks(const drive_profile &profile, drive_state &, const request &req)
 {
     const extent e = extent_of(req);
     if (e.lba >= profile.blocks || e.count > profile.blocks - e.lba) return lba_out_of_range();
@@ -154,11 +154,14 @@ reply read_blocks(const drive_profile &profile, drive_state &, const request &re
     return r;
 }
 
+namespace
+{
 struct scsi_command {
     uint8_t code;
     size_t cdb_len;
     reply (*run)(const drive_profile &profile, drive_state &state, const request &req);
 };
+} // namespace
 
 constexpr uint8_t test_unit_ready = 0x00;
 constexpr uint8_t inquiry_code = 0x12;
@@ -177,8 +180,6 @@ constexpr scsi_command commands[] = {
     {0x9E,              16, read_capacity_16}, /* SERVICE ACTION IN(16) */
 };
 // clang-format on
-
-} // namespace
 
 std::optional<reply> unit_attention(drive_state &state, uint8_t code)
 {

@@ -13,112 +13,49 @@
 namespace rehearsal
 {
 
-namespace
-{
-
-constexpr size_t checksum_offset = 511;
-constexpr uint8_t host_timed_out = 3;
 constexpr uint8_t key_recovered = 1;
 
+namespace
+{
 struct sense_codes {
     uint8_t key;
     uint8_t code;
     uint8_t qualifier;
 };
+} // namespace
 
 /* What sense data of the fixed or the descriptor format says; what is not there counts as 0. */
-sense_codes decode_sense(std::vector<uint8_t> sense)
+static sense_codes decode_sense(std::vector<uint8_t> sense)
 {
     sense.resize(std::max<size_t>(sense.size(), 14));
-    const bool has_descriptors = (sense[0] & 0x7f) >= 0x72;
-    if (has_descriptors) return {static_cast<uint8_t>(sense[1] & 0x0f), sense[2], sense[3]};
-    return {static_cast<uint8_t>(sense[2] & 0x0f), sense[12], sense[13]};
+    const bool has_descriptors = (sense[0] & 0x7F) >= 0x72;
+    if (has_descriptors) return {static_cast<uint8_t>(sense[1] & 0x0F), sense[2], sense[3]};
+    return {static_cast<uint8_t>(sense[2] & 0x0F), sense[12], sense[13]};
 }
 
 /* A drive that only reports something sends its data all the same. */
-bool delivers_data(const reply &r)
+static bool delivers_data(const reply &r)
 {
     return r.status == status_good ||
            (r.status == status_check_condition && decode_sense(r.sense).key == key_recovered);
 }
 
-reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
+static reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
 {
     if (const auto attention = unit_attention(state, req.bytes[0])) return *attention;
     if (!req.ata || !profile.is_ata()) return run_scsi_command(profile, state, req);
     return run_ata_command(profile, state, *req.ata);
 }
 
-void patch(reply &r, const fault &f)
-{
-    if (!apply_patch(f, r.data)) return;
-    /* Who patches the checksum wants it to be wrong. */
-    if (f.number <= checksum_offset && checksum_offset < f.number + f.bytes.size()) r.has_checksum = false;
-}
-
-void set_checksum(reply &r)
+static void set_checksum(reply &r)
 {
     if (!r.has_checksum || r.data.size() <= checksum_offset) return;
     r.data[checksum_offset] = 0;
     r.data[checksum_offset] = static_cast<uint8_t>(-std::accumulate(r.data.begin(), r.data.end(), 0));
 }
 
-/* Applies a fault to what the drive answered, or to what the host makes of it. */
-void apply_fault(const fault &f, const request &req, reply &r, outcome &out)
-{
-    switch (f.kind) {
-    case effect::refuse:
-        r = req.ata ? aborted_command() : invalid_opcode();
-        break;
-    case effect::sense:
-        r.status = status_check_condition;
-        r.sense = f.bytes;
-        break;
-    case effect::status:
-        r = reply{};
-        r.status = static_cast<uint8_t>(f.number);
-        break;
-    case effect::host_status:
-        r = reply{};
-        out.host_status = static_cast<uint8_t>(f.number);
-        break;
-    case effect::driver_status:
-        r = reply{};
-        out.driver_status = static_cast<uint8_t>(f.number);
-        break;
-    case effect::hang:
-        r = reply{};
-        out.host_status = host_timed_out;
-        out.duration_ms = req.timeout_ms;
-        break;
-    case effect::enodev:
-        out.error = ENODEV;
-        break;
-    case effect::cut: {
-        const uint64_t len = std::min<uint64_t>(f.number, r.data.size());
-        r.zeros = std::min(r.zeros, f.number - len);
-        r.data.resize(len);
-        break;
-    }
-    case effect::answer:
-        r.data = f.bytes;
-        r.zeros = 0;
-        r.has_checksum = false;
-        break;
-    case effect::patch:
-        patch(r, f);
-        break;
-    }
-}
-
-/* A command that these meet never reaches the drive's own logic. */
-bool prevents_execution(effect kind)
-{
-    return kind != effect::sense && kind != effect::cut && kind != effect::answer && kind != effect::patch;
-}
-
 /* Moves the answer into the sender's buffer, never more than it has room for. */
-size_t deliver(const reply &r, const request &req)
+static size_t deliver(const reply &r, const request &req)
 {
     if (req.dir == direction::out) return r.status == status_good ? req.data.size() : 0;
     if (!delivers_data(r) || req.data.empty()) return 0;
@@ -129,7 +66,7 @@ size_t deliver(const reply &r, const request &req)
     return len + zeros;
 }
 
-outcome answer_command(const drive_profile &profile, drive_state &state, const request &req)
+static outcome answer(const drive_profile &profile, drive_state &state, const request &req)
 {
     outcome out;
     if (is_gone(profile, state)) {
@@ -140,19 +77,17 @@ outcome answer_command(const drive_profile &profile, drive_state &state, const r
     if (state.commands >= profile.faults_after)
         for (const fault &f : profile.faults)
             if (meets(f, req)) faults.push_back(&f);
-    const bool is_prevented =
-        std::any_of(faults.begin(), faults.end(), [](const fault *f) { return prevents_execution(f->kind); });
+    const bool is_prevented = std::any_of(faults.begin(), faults.end(),
+                                          [](const fault *f) { return f->what->time == before_command; });
     reply r = is_prevented ? reply{} : run_on_drive(profile, state, req);
     for (const fault *f : faults)
-        apply_fault(*f, req, r, out);
+        f->what->apply(*f, req, r, out);
     set_checksum(r);
     if (out.error == 0 && out.host_status == 0 && out.driver_status == 0) out.transferred = deliver(r, req);
     out.status = r.status;
     out.sense = std::move(r.sense);
     return out;
 }
-
-} // namespace
 
 /* No function for pauses, because those are recorded. */
 static void rest_ms(uint64_t ms)
@@ -165,8 +100,8 @@ outcome run_command(const machine &m, const drive_profile &profile, const reques
 {
     const drive_state before = read_state(m, profile);
     drive_state state = before;
-    outcome out = answer_command(profile, state, req);
-    if (profile.gone_after || profile.faults_after != 0) state.commands++;
+    outcome out = answer(profile, state, req);
+    if (profile.gone_after || profile.faults_after != 0) ++state.commands;
     if (state != before && !write_state(m, profile, state)) out.error = EIO; /* no drive that forgets */
     rest_ms(profile.command_ms);
     out.duration_ms = std::max(out.duration_ms, static_cast<unsigned>(profile.command_ms));

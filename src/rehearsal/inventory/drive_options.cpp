@@ -3,6 +3,7 @@
 #include "rehearsal/controllers/controller.h"
 #include "rehearsal/text/text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -11,19 +12,25 @@ namespace rehearsal
 
 namespace
 {
+struct drive_option {
+    const char *name;
+    const char *value; /* what its value looks like; null: the word stands alone */
+    bool (*set)(drive_profile &profile, std::string_view value);
+};
+} // namespace
 
 constexpr uint64_t max_flash_seconds = 86400;
 constexpr uint64_t max_command_ms = 60000;
 
 template <bool drive_profile::*flag>
-bool set_flag(drive_profile &profile, std::string_view)
+static bool set_flag(drive_profile &profile, std::string_view)
 {
     profile.*flag = true;
     return true;
 }
 
 template <std::string drive_profile::*text>
-bool set_text(drive_profile &profile, std::string_view value)
+static bool set_text(drive_profile &profile, std::string_view value)
 {
     profile.*text = value;
     return true;
@@ -31,7 +38,7 @@ bool set_text(drive_profile &profile, std::string_view value)
 
 /* Serves plain numbers and those that may be unset. */
 template <auto number, uint64_t max = UINT64_MAX>
-bool set_number(drive_profile &profile, std::string_view value)
+static bool set_number(drive_profile &profile, std::string_view value)
 {
     const auto parsed = parse_number(value);
     if (!parsed || *parsed > max) return false;
@@ -39,7 +46,7 @@ bool set_number(drive_profile &profile, std::string_view value)
     return true;
 }
 
-bool set_seconds(drive_profile &profile, std::string_view value)
+static bool set_seconds(drive_profile &profile, std::string_view value)
 {
     const std::string text(value);
     char *end = nullptr;
@@ -49,7 +56,7 @@ bool set_seconds(drive_profile &profile, std::string_view value)
 }
 
 /* "187=3" of smart-187=3 arrives here whole: the attribute is part of the word's name. */
-bool set_smart(drive_profile &profile, std::string_view value)
+static bool set_smart(drive_profile &profile, std::string_view value)
 {
     const auto id = parse_number(cut_word(value, '='));
     const auto raw = parse_number(value);
@@ -58,21 +65,21 @@ bool set_smart(drive_profile &profile, std::string_view value)
     return true;
 }
 
-bool add_attributes(drive_profile &profile, std::string_view value)
+static bool add_attributes(drive_profile &profile, std::string_view value)
 {
     while (!value.empty())
         profile.no_attribute.emplace_back(cut_word(value, ','));
     return !profile.no_attribute.empty();
 }
 
-bool set_library(drive_profile &profile, std::string_view value)
+static bool set_library(drive_profile &profile, std::string_view value)
 {
     profile.library = value;
     const bool stays_below_root = !value.starts_with('/') && value.find("..") == std::string_view::npos;
     return stays_below_root && library_type(value) != 0;
 }
 
-bool set_pci(drive_profile &profile, std::string_view value)
+static bool set_pci(drive_profile &profile, std::string_view value)
 {
     constexpr size_t colon = 4;
     if (value.size() != 9 || value[colon] != ':') return false;
@@ -83,20 +90,19 @@ bool set_pci(drive_profile &profile, std::string_view value)
     return true;
 }
 
-template <effect kind>
-bool add_faults(drive_profile &profile, std::string_view value)
+static bool add_faults(const effect &what, drive_profile &profile, std::string_view value)
 {
     do {
-        auto parsed = parse_fault(kind, cut_word(value, ','));
+        auto parsed = parse_fault(what, cut_word(value, ','));
         if (!parsed) return false;
         profile.faults.push_back(std::move(*parsed));
     } while (!value.empty());
     return true;
 }
 
-bool refuse_identify(drive_profile &profile, std::string_view)
+static bool refuse_identify(drive_profile &profile, std::string_view)
 {
-    return add_faults<effect::refuse>(profile, "ata-EC");
+    return add_faults(*find_effect("refuse"), profile, "ata-EC");
 }
 
 // clang-format off
@@ -123,16 +129,6 @@ constexpr drive_option option_table[] = {
     {"no-entry-point",       nullptr,                    set_flag<&drive_profile::no_entry_point>},
     {"fis-length",           "BYTES",                    set_number<&drive_profile::fis_length, UINT32_MAX>},
     {"no-identify",          nullptr,                    refuse_identify},
-    {"refuse",               "CMD[,CMD...]",             add_faults<effect::refuse>},
-    {"sense",                "CMD:BYTES[,...]",          add_faults<effect::sense>},
-    {"status",               "CMD:N[,...]",              add_faults<effect::status>},
-    {"host-status",          "CMD:N[,...]",              add_faults<effect::host_status>},
-    {"driver-status",        "CMD:N[,...]",              add_faults<effect::driver_status>},
-    {"hang",                 "CMD[,CMD...]",             add_faults<effect::hang>},
-    {"enodev",               "CMD[,CMD...]",             add_faults<effect::enodev>},
-    {"short",                "CMD:LENGTH[,...]",         add_faults<effect::cut>},
-    {"answer",               "CMD:BYTES[,...]",          add_faults<effect::answer>},
-    {"patch",                "CMD:OFFSET:BYTES[,...]",   add_faults<effect::patch>},
     {"faults-after",         "N",                        set_number<&drive_profile::faults_after>},
     {"gone-after",           "N",                        set_number<&drive_profile::gone_after>},
     {"flash-revision",       "TEXT",                     set_text<&drive_profile::flash_revision>},
@@ -148,13 +144,6 @@ constexpr drive_option option_table[] = {
 
 constexpr std::string_view smart_prefix = "smart-";
 
-} // namespace
-
-std::span<const drive_option> drive_options()
-{
-    return option_table;
-}
-
 std::string apply_option(drive_profile &profile, std::string_view name, std::optional<std::string_view> value)
 {
     std::string smart_value;
@@ -164,15 +153,20 @@ std::string apply_option(drive_profile &profile, std::string_view name, std::opt
         value = smart_value;
         key = "smart-ID";
     }
-    for (const drive_option &option : option_table) {
-        if (key != option.name) continue;
-        if (option.value == nullptr && value) return format_text("\"%s\" takes no value", option.name);
-        if (option.value != nullptr && !value) return format_text("\"%s\" needs a value", option.name);
-        if (option.set(profile, value.value_or(""))) return {};
-        return format_text("bad value of \"%s\", expected %s=%s", std::string(name).c_str(), option.name,
-                           option.value);
-    }
-    return format_text("unknown word \"%s\"", std::string(name).c_str());
+    const auto *const option = std::find_if(std::begin(option_table), std::end(option_table),
+                                            [&](const drive_option &o) { return key == o.name; });
+    const effect *const fault_effect = find_effect(key);
+    if (option == std::end(option_table) && !fault_effect)
+        return "unknown word \"" + std::string(name) + "\"";
+
+    const char *const word = fault_effect ? fault_effect->word : option->name;
+    const char *const form = fault_effect ? fault_effect->value : option->value;
+    if (!form && value) return format_text("\"%s\" takes no value", word);
+    if (form && !value) return format_text("\"%s\" needs a value", word);
+    const bool is_good =
+        fault_effect ? add_faults(*fault_effect, profile, *value) : option->set(profile, value.value_or(""));
+    if (is_good) return {};
+    return format_text("bad value of \"%s\", expected %s=%s", std::string(name).c_str(), word, form);
 }
 
 } // namespace rehearsal

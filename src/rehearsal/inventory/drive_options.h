@@ -3,21 +3,11 @@
 
 #include "rehearsal/inventory/drive_profile.h"
 
-#include <span>
 #include <string>
 #include <string_view>
 
 namespace rehearsal
 {
-
-struct drive_option {
-    const char *name;
-    const char *value; /* what its value looks like; null: the word stands alone */
-    bool (*set)(drive_profile &profile, std::string_view value);
-};
-
-/* Every word, in the order in which the documentation lists them. */
-std::span<const drive_option> drive_options();
 
 /* Applies one word to profile. An empty result means success, else it says what is wrong with the word. */
 std::string apply_option(drive_profile &profile, std::string_view name,

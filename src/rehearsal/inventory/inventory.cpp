@@ -11,19 +11,16 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr std::string_view blanks = " \t";
 
-std::string_view skip_blanks(std::string_view text)
+static std::string_view skip_blanks(std::string_view text)
 {
     const size_t start = text.find_first_not_of(blanks);
     return start == std::string_view::npos ? std::string_view() : text.substr(start);
 }
 
 /* The number up to the next comma, which is cut off as well. */
-bool take_number(std::string_view &text, unsigned &number)
+static bool take_number(std::string_view &text, unsigned &number)
 {
     const auto value = parse_number(cut_word(text, ','));
     if (!value || *value > UINT_MAX) return false;
@@ -33,7 +30,7 @@ bool take_number(std::string_view &text, unsigned &number)
 
 /* "revision,new revision,image;" at the start of text, which is then cut off. A model may hold the same
  * punctuation as the line itself, so its end is found by trying whether this fits behind it. */
-bool take_tail(std::string_view &text, drive_profile &profile)
+static bool take_tail(std::string_view &text, drive_profile &profile)
 {
     std::string_view rest = text;
     const std::string_view rev = cut_word(rest, ',');
@@ -57,7 +54,7 @@ bool take_tail(std::string_view &text, drive_profile &profile)
 }
 
 /* The widths are those of the library's own fields. */
-bool take_controller(drive_profile &profile)
+static bool take_controller(drive_profile &profile)
 {
     const auto number = parse_number(profile.adapter);
     if (!number || *number > UINT16_MAX) return false;
@@ -66,7 +63,7 @@ bool take_controller(drive_profile &profile)
 }
 
 /* It becomes a file's name. */
-bool is_adapter(const std::string &name)
+static bool is_adapter(const std::string &name)
 {
     return !name.empty() && name.find('/') == std::string::npos && !name.starts_with('.') &&
            std::all_of(name.begin(), name.end(), [](unsigned char c) { return isgraph(c); });
@@ -74,7 +71,7 @@ bool is_adapter(const std::string &name)
 
 /* The fields of a listing's line; text is left at what follows the semicolon. The result says what is wrong.
  */
-const char *take_listing(std::string_view &text, drive_profile &profile)
+static const char *take_listing(std::string_view &text, drive_profile &profile)
 {
     static constexpr std::string_view model_start = ",\"";
     static constexpr std::string_view model_end = "\",";
@@ -101,7 +98,7 @@ const char *take_listing(std::string_view &text, drive_profile &profile)
 }
 
 /* Cuts the next word off text: a name and, if there is a '=', its value less the quotes around it. */
-bool take_word(std::string_view &text, std::string_view &name, std::optional<std::string_view> &value)
+static bool take_word(std::string_view &text, std::string_view &name, std::optional<std::string_view> &value)
 {
     const size_t name_len = text.find_first_of("= \t");
     name = text.substr(0, name_len);
@@ -118,7 +115,7 @@ bool take_word(std::string_view &text, std::string_view &name, std::optional<std
     return true;
 }
 
-std::string parse_line(std::string_view text, drive_profile &profile)
+static std::string parse_line(std::string_view text, drive_profile &profile)
 {
     if (const char *error = take_listing(text, profile)) return error;
     for (text = skip_blanks(text); !text.empty(); text = skip_blanks(text)) {
@@ -131,7 +128,7 @@ std::string parse_line(std::string_view text, drive_profile &profile)
 }
 
 /* What depends on the other lines or follows from the line itself. */
-void complete_drive(const std::vector<drive_profile> &earlier, drive_profile &profile)
+static void complete_drive(const std::vector<drive_profile> &earlier, drive_profile &profile)
 {
     profile.index = static_cast<unsigned>(earlier.size());
     if (profile.serial.empty()) profile.serial = format_text("SIM%05u", profile.index + 1);
@@ -149,7 +146,7 @@ void complete_drive(const std::vector<drive_profile> &earlier, drive_profile &pr
 }
 
 /* What one drive's line says of its controller holds for all of the controller's drives. */
-void settle_controllers(std::vector<drive_profile> &drives)
+static void settle_controllers(std::vector<drive_profile> &drives)
 {
     for (drive_profile &profile : drives) {
         if (!profile.is_behind_controller()) continue;
@@ -161,8 +158,6 @@ void settle_controllers(std::vector<drive_profile> &drives)
         if (profile.library.empty()) profile.library = usual_library;
     }
 }
-
-} // namespace
 
 std::string drive_profile::label() const
 {
@@ -177,7 +172,7 @@ std::string drive_profile::address() const
 inventory parse_inventory(std::string_view text)
 {
     inventory result;
-    for (unsigned number = 1; !text.empty(); number++) {
+    for (unsigned number = 1; !text.empty(); ++number) {
         std::string_view line = cut_word(text, '\n');
         if (line.ends_with('\r')) line.remove_suffix(1);
         line = skip_blanks(line);

@@ -28,9 +28,6 @@ using rehearsal::drive_profile;
 using rehearsal::find_real;
 using rehearsal::machine;
 
-namespace
-{
-
 constexpr std::string_view simulated_trees[] = {
     "/sys/class/scsi_device",
     "/sys/class/scsi_host",
@@ -46,12 +43,12 @@ constexpr std::string_view own_files[] = {
 constexpr std::string_view node_prefix = "/dev/sg";
 constexpr int sg_driver_version = 30536;
 
-bool is_node(std::string_view path)
+static bool is_node(std::string_view path)
 {
     return path.starts_with(node_prefix) && rehearsal::parse_number(path.substr(node_prefix.size()));
 }
 
-bool is_simulated(std::string_view path)
+static bool is_simulated(std::string_view path)
 {
     if (is_node(path)) return true;
     for (const std::string_view file : own_files)
@@ -61,6 +58,8 @@ bool is_simulated(std::string_view path)
     return false;
 }
 
+namespace
+{
 /* The path to use in place of the program's own. A node that the rehearsal does not have is not there at all:
  * the real one of that name stays out of reach. */
 class redirected
@@ -68,7 +67,7 @@ class redirected
   public:
     explicit redirected(const char *path) : path_(path)
     {
-        if (path == nullptr || !is_simulated(path)) return;
+        if (!path || !is_simulated(path)) return;
         if (const machine *const m = current_machine()) {
             replacement_ = m->dir + path;
             path_ = replacement_.c_str();
@@ -80,9 +79,10 @@ class redirected
     const char *path_;
     std::string replacement_;
 };
+} // namespace
 
 /* The drive whose simulated node has this path in the rehearsal directory, or null. */
-const drive_profile *drive_of_node(const machine &m, std::string_view path)
+static const drive_profile *drive_of_node(const machine &m, std::string_view path)
 {
     if (!path.starts_with(m.dir)) return nullptr;
     path.remove_prefix(m.dir.size());
@@ -93,7 +93,7 @@ const drive_profile *drive_of_node(const machine &m, std::string_view path)
 
 /* The drive behind an open descriptor, or null. The kernel is asked what is open there, because a record of
  * our own would have to follow every dup, fork and close. */
-const drive_profile *drive_of_descriptor(const machine &m, int fd)
+static const drive_profile *drive_of_descriptor(const machine &m, int fd)
 {
     char path[PATH_MAX];
     const std::string link = "/proc/self/fd/" + std::to_string(fd);
@@ -101,19 +101,19 @@ const drive_profile *drive_of_descriptor(const machine &m, int fd)
     return len > 0 ? drive_of_node(m, {path, static_cast<size_t>(len)}) : nullptr;
 }
 
-bool has_left(const machine &m, const drive_profile &profile)
+static bool has_left(const machine &m, const drive_profile &profile)
 {
     return profile.gone_after && is_gone(profile, read_state(m, profile));
 }
 
-int open_redirected(int dir, const char *path, int flags, mode_t mode)
+static int open_redirected(int dir, const char *path, int flags, mode_t mode)
 {
     static const auto real = find_real<decltype(&openat)>("openat");
     const redirected target(path);
     if (target.path() != path) {
         const machine &m = *current_machine();
         const drive_profile *const profile = drive_of_node(m, target.path());
-        if (profile != nullptr && has_left(m, *profile)) {
+        if (profile && has_left(m, *profile)) {
             errno = ENXIO; /* the kernel's answer while the node of a dead drive is still there */
             return -1;
         }
@@ -123,7 +123,7 @@ int open_redirected(int dir, const char *path, int flags, mode_t mode)
 
 /* Answers one of the two requests that a simulated node knows. Returns 0, or -1 with errno set, like ioctl.
  */
-int answer_ioctl(const machine &m, const drive_profile &profile, unsigned long request, void *arg)
+static int answer_ioctl(const machine &m, const drive_profile &profile, unsigned long request, void *arg)
 {
     if (request == SG_GET_VERSION_NUM) {
         *static_cast<int *>(arg) = sg_driver_version;
@@ -133,8 +133,6 @@ int answer_ioctl(const machine &m, const drive_profile &profile, unsigned long r
     if (error != 0) errno = error;
     return error == 0 ? 0 : -1;
 }
-
-} // namespace
 
 /* A mode follows the flags only when a file may be created. */
 #define OPEN_WITH_MODE(dir, path, flags)                                              \

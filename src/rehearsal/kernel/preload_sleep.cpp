@@ -12,18 +12,15 @@
 #include <ctime>
 #include <unistd.h>
 
-namespace
-{
-
 constexpr char factor_variable[] = "VANDREL_REHEARSAL_SLEEP";
 constexpr double nanoseconds = 1e9;
 
-double seconds_of(const timespec &t)
+static double seconds_of(const timespec &t)
 {
     return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_nsec) / nanoseconds;
 }
 
-timespec time_of(double seconds)
+static timespec time_of(double seconds)
 {
     timespec t{};
     t.tv_sec = static_cast<time_t>(seconds);
@@ -32,16 +29,16 @@ timespec time_of(double seconds)
 }
 
 /* A factor of 1 changes nothing, and neither does a text that is no number. */
-double sleep_factor()
+static double sleep_factor()
 {
     const char *const text = getenv(factor_variable);
-    if (text == nullptr) return 1;
+    if (!text) return 1;
     char *end = nullptr;
     const double factor = strtod(text, &end);
     return end != text && *end == '\0' && factor >= 0 && factor < 1 ? factor : 1;
 }
 
-void log_pause(const char *function, double seconds)
+static void log_pause(const char *function, double seconds)
 {
     if (const rehearsal::machine *const m = rehearsal::current_machine())
         rehearsal::append_to_file(
@@ -51,15 +48,13 @@ void log_pause(const char *function, double seconds)
 
 /* Writes the pause down and rests as long as it is to last. Returns like nanosleep: 0, or -1 with errno EINTR
  * and the rest of the shortened time in left. */
-int pause_for(const char *function, double seconds, timespec *left)
+static int pause_for(const char *function, double seconds, timespec *left)
 {
     static const auto real = rehearsal::find_real<decltype(&nanosleep)>("nanosleep");
     log_pause(function, seconds);
     const timespec t = time_of(seconds * sleep_factor());
     return real(&t, left);
 }
-
-} // namespace
 
 REHEARSAL_EXPORT unsigned sleep(unsigned seconds)
 {
@@ -81,7 +76,7 @@ REHEARSAL_EXPORT int nanosleep(const timespec *t, timespec *left)
 REHEARSAL_EXPORT int sigtimedwait(const sigset_t *set, siginfo_t *info, const timespec *t)
 {
     static const auto real = rehearsal::find_real<decltype(&sigtimedwait)>("sigtimedwait");
-    if (t == nullptr) return real(set, info, t);
+    if (!t) return real(set, info, t);
     log_pause("sigtimedwait", seconds_of(*t));
     const timespec shortened = time_of(seconds_of(*t) * sleep_factor());
     return real(set, info, &shortened);

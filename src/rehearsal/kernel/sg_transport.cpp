@@ -10,13 +10,10 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr unsigned max_transfer = 256U << 20; /* the driver takes less than this */
 constexpr uint8_t driver_sense = 0x08;        /* "sense data is there", set by the driver itself */
 
-bool decode_direction(int dxfer_direction, direction &dir)
+static bool decode_direction(int dxfer_direction, direction &dir)
 {
     switch (dxfer_direction) {
     case SG_DXFER_NONE:
@@ -37,16 +34,16 @@ bool decode_direction(int dxfer_direction, direction &dir)
 /* A command without data is over at once here, where a drive takes its time. Who sends such commands in a
  * loop to keep the drive's light busy would fill the log. No function for pauses, because those are recorded.
  */
-void rest_a_little()
+static void rest_a_little()
 {
     timeval t = {0, 1000};
     select(0, nullptr, nullptr, nullptr, &t);
 }
 
-void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
+static void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
 {
     header.status = out.status;
-    header.masked_status = (out.status >> 1) & 0x1f;
+    header.masked_status = (out.status >> 1) & 0x1F;
     header.msg_status = 0;
     header.host_status = out.host_status;
     header.driver_status = out.driver_status;
@@ -55,7 +52,7 @@ void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
     header.sb_len_wr = 0;
     if (out.status == status_check_condition) {
         header.driver_status |= driver_sense;
-        const size_t len = header.sbp == nullptr ? 0 : std::min<size_t>(out.sense.size(), header.mx_sb_len);
+        const size_t len = !header.sbp ? 0 : std::min<size_t>(out.sense.size(), header.mx_sb_len);
         std::copy_n(out.sense.begin(), len, header.sbp);
         header.sb_len_wr = static_cast<unsigned char>(len);
     }
@@ -63,19 +60,17 @@ void fill_in(sg_io_hdr_t &header, const outcome &out, size_t data_len)
     header.info = is_clean ? SG_INFO_OK : SG_INFO_CHECK;
 }
 
-} // namespace
-
 int answer_sg_io(const machine &m, const drive_profile &profile, sg_io_hdr_t &header)
 {
     if (header.interface_id != 'S') return ENOSYS;
-    if (header.cmdp == nullptr || header.cmd_len < 6) return EMSGSIZE;
+    if (!header.cmdp || header.cmd_len < 6) return EMSGSIZE;
     request req{};
     if (!decode_direction(header.dxfer_direction, req.dir) || header.iovec_count != 0) return EINVAL;
     if (header.dxfer_len >= max_transfer) return EINVAL;
     req.bytes = {header.cmdp, header.cmd_len};
     req.ata = decode_pass_through(req.bytes);
     req.timeout_ms = header.timeout;
-    if (req.dir != direction::none && header.dxferp != nullptr)
+    if (req.dir != direction::none && header.dxferp)
         req.data = {static_cast<uint8_t *>(header.dxferp), header.dxfer_len};
     if (req.dir == direction::none) rest_a_little();
     const outcome out = run_command(m, profile, req);

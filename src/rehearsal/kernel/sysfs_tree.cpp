@@ -16,12 +16,11 @@ namespace fs = std::filesystem;
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr char usual_host_driver[] = "mpt3sas";
 constexpr char no_driver[] = "none";
 
+namespace
+{
 /* Builds files and links and keeps the first thing that failed. */
 class tree_builder
 {
@@ -60,16 +59,17 @@ class tree_builder
 
     std::string error_;
 };
+} // namespace
 
 /* The kernel shows the field of the INQUIRY data: blanks behind the text, and no more than fits. */
-std::string attribute_text(std::string text, size_t width)
+static std::string attribute_text(std::string text, size_t width)
 {
     text.resize(width, ' ');
     return text + "\n";
 }
 
-void add_attributes(tree_builder &tree, const drive_profile &profile, const drive_state &state,
-                    const std::string &device)
+static void add_attributes(tree_builder &tree, const drive_profile &profile, const drive_state &state,
+                           const std::string &device)
 {
     const std::string type = std::to_string(profile.device_type) + "\n";
     const std::string vendor = attribute_text(profile.vendor, 8);
@@ -87,7 +87,7 @@ void add_attributes(tree_builder &tree, const drive_profile &profile, const driv
             tree.add_file(device + "/" + name, text);
 }
 
-void add_drive(tree_builder &tree, const machine &m, const drive_profile &profile)
+static void add_drive(tree_builder &tree, const machine &m, const drive_profile &profile)
 {
     const std::string address = profile.address();
     const std::string node = "sg" + std::to_string(profile.index);
@@ -111,7 +111,7 @@ void add_drive(tree_builder &tree, const machine &m, const drive_profile &profil
 }
 
 /* One drive that names its host's driver speaks for all drives of the host. */
-std::map<unsigned, std::string> host_drivers(const machine &m)
+static std::map<unsigned, std::string> host_drivers(const machine &m)
 {
     std::map<unsigned, std::string> drivers;
     for (const drive_profile &profile : m.drives) {
@@ -122,8 +122,6 @@ std::map<unsigned, std::string> host_drivers(const machine &m)
     }
     return drivers;
 }
-
-} // namespace
 
 std::string build_sysfs(const machine &m, bool is_without_scsi)
 {

@@ -13,20 +13,17 @@
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr int passed_on[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
-volatile pid_t child = -1;
+static volatile pid_t child = -1;
 
 /* A signal from the terminal reaches the child by itself: it goes to all processes there. */
-void pass_on(int signal, siginfo_t *info, void *)
+static void pass_on(int signal, siginfo_t *info, void *)
 {
     if (info->si_code != SI_KERNEL && child > 0) kill(child, signal);
 }
 
-std::string own_dir()
+static std::string own_dir()
 {
     char path[PATH_MAX];
     const ssize_t len = readlink("/proc/self/exe", path, sizeof path);
@@ -35,7 +32,7 @@ std::string own_dir()
 }
 
 /* The part beside this program, or where it is installed; an empty text when it is in neither place. */
-std::string find_part(const char *installed_dir, const char *name, int mode)
+static std::string find_part(const char *installed_dir, const char *name, int mode)
 {
     for (const char *place : {"", installed_dir}) {
         std::string path = own_dir().append("/").append(place).append(name);
@@ -44,7 +41,7 @@ std::string find_part(const char *installed_dir, const char *name, int mode)
     return {};
 }
 
-std::vector<char *> pointers(const std::vector<std::string> &args)
+static std::vector<char *> pointers(const std::vector<std::string> &args)
 {
     std::vector<char *> argv;
     argv.reserve(args.size() + 1);
@@ -53,8 +50,6 @@ std::vector<char *> pointers(const std::vector<std::string> &args)
     argv.push_back(nullptr);
     return argv;
 }
-
-} // namespace
 
 std::string find_parts(parts &found)
 {
@@ -73,7 +68,7 @@ std::string find_parts(parts &found)
     }
     if (found.preload.find_first_of(" :") != std::string::npos)
         return found.preload + ": a path with a blank or a colon cannot be preloaded";
-    if (const char *const chosen = getenv("VANDREL"); chosen != nullptr && *chosen != '\0')
+    if (const char *const chosen = getenv("VANDREL"); chosen && *chosen != '\0')
         found.vandrel = chosen;
     else
         found.vandrel = find_part("../sbin/", "vandrel", X_OK);

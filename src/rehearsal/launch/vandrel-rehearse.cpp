@@ -21,9 +21,6 @@
 namespace fs = std::filesystem;
 using namespace rehearsal;
 
-namespace
-{
-
 constexpr int failed_to_rehearse = 2;
 constexpr std::string_view sysfs = "sysfs"; /* what --without also knows */
 
@@ -37,6 +34,8 @@ constexpr char help_text[] =
     "        storelib for a system without the controllers' library\n"
     "Among vandrel's options, -R DIR names the tree whose data files are used; it is not written to.\n";
 
+namespace
+{
 struct settings {
     std::string dir; /* absolute; empty: a temporary one */
     bool has_power_cycle = false;
@@ -44,26 +43,27 @@ struct settings {
     std::string inventory_path;
     vandrel_arguments vandrel;
 };
+} // namespace
 
-int complain(const std::string &what)
+static int complain(const std::string &what)
 {
     fprintf(stderr, "vandrel-rehearse: %s\n", what.c_str());
     return failed_to_rehearse;
 }
 
-std::string system_error(const std::string &path)
+static std::string system_error(const std::string &path)
 {
     return path + ": " + strerror(errno);
 }
 
-std::string absolute(const std::string &path)
+static std::string absolute(const std::string &path)
 {
     std::error_code error;
     return fs::weakly_canonical(fs::absolute(path, error), error).string();
 }
 
 /* Returns -1 to go on, else the exit status. */
-int parse_command_line(int argc, char **argv, settings &set)
+static int parse_command_line(int argc, char **argv, settings &set)
 {
     enum { opt_dir = 1, opt_power_cycle, opt_without };
     static const option long_options[] = {
@@ -93,7 +93,7 @@ int parse_command_line(int argc, char **argv, settings &set)
 
 /* A tool can only be missing where no real one comes after the stand-in: that one would work on real drives.
  */
-std::string check_without(const settings &set)
+static std::string check_without(const settings &set)
 {
     const char *const search_path = getenv("PATH");
     for (const std::string &name : set.without) {
@@ -101,7 +101,7 @@ std::string check_without(const settings &set)
         if (name == sysfs || name == no_libraries) continue;
         if (std::none_of(tools.begin(), tools.end(), [&](const tool &t) { return name == t.name; }))
             return name + ": nothing that a machine can be without";
-        std::string_view path = search_path == nullptr ? "" : search_path;
+        std::string_view path = !search_path ? "" : search_path;
         while (!path.empty()) {
             const std::string dir(path.substr(0, path.find(':')));
             path.remove_prefix(std::min(path.size(), dir.size() + 1));
@@ -113,7 +113,7 @@ std::string check_without(const settings &set)
     return {};
 }
 
-std::string read_inventory(const settings &set, machine &m, std::string &text)
+static std::string read_inventory(const settings &set, machine &m, std::string &text)
 {
     if (!read_file(set.inventory_path, text)) return system_error(set.inventory_path);
     inventory parsed = parse_inventory(text);
@@ -125,12 +125,11 @@ std::string read_inventory(const settings &set, machine &m, std::string &text)
 }
 
 /* Makes the directory, or takes one that is empty or has seen a rehearsal: no other one is overwritten. */
-std::string prepare_dir(const settings &set, machine &m)
+static std::string prepare_dir(const settings &set, machine &m)
 {
     if (set.dir.empty()) {
         const char *const tmp = getenv("TMPDIR");
-        std::string name =
-            absolute(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/vandrel-rehearsal.XXXXXX";
+        std::string name = absolute(tmp && *tmp != '\0' ? tmp : "/tmp") + "/vandrel-rehearsal.XXXXXX";
         if (mkdtemp(name.data()) == nullptr) return system_error(name);
         m.dir = name;
     } else {
@@ -149,7 +148,7 @@ std::string prepare_dir(const settings &set, machine &m)
     return {};
 }
 
-std::string cycle_power(const machine &m)
+static std::string cycle_power(const machine &m)
 {
     for (const drive_profile &profile : m.drives) {
         drive_state state = read_state(m, profile);
@@ -159,8 +158,8 @@ std::string cycle_power(const machine &m)
     return {};
 }
 
-std::string build_machine(const settings &set, const machine &m, const std::string &inventory_text,
-                          const parts &found)
+static std::string build_machine(const settings &set, const machine &m, const std::string &inventory_text,
+                                 const parts &found)
 {
     if (!write_file(m.inventory_path(), inventory_text)) return system_error(m.inventory_path());
     if (set.has_power_cycle)
@@ -176,23 +175,34 @@ std::string build_machine(const settings &set, const machine &m, const std::stri
     return prepare_root(m, root);
 }
 
-void set_environment(const machine &m, const parts &found)
+static void set_environment(const machine &m, const parts &found)
 {
     const char *const others = getenv("LD_PRELOAD");
     std::string preload = found.preload;
-    if (others != nullptr && *others != '\0') preload += std::string(":") + others;
+    if (others && *others != '\0') preload += std::string(":") + others;
     setenv("LD_PRELOAD", preload.c_str(), 1);
     setenv(dir_variable, m.dir.c_str(), 1);
 }
 
-void remove_dir(const machine &m)
+/* Of a directory that is about to go, the last that the program said. */
+static void show_diagnostics(const machine &m)
+{
+    constexpr int max_lines = 10;
+    std::string said;
+    if (!read_file(m.root_dir() + "/Data/Vandrel.stderr", said) || said.empty()) return;
+    size_t start = said.size() - 1;
+    for (int lines = 0; lines < max_lines && start != std::string::npos; ++lines)
+        start = start == 0 ? std::string::npos : said.rfind('\n', start - 1);
+    fprintf(stderr, "vandrel-rehearse: the last of Data/Vandrel.stderr:\n%s",
+            said.c_str() + (start == std::string::npos ? 0 : start + 1));
+}
+
+static void remove_dir(const machine &m)
 {
     std::error_code error;
     fs::remove_all(m.dir, error);
     if (error) complain(m.dir + " could not be removed: " + error.message());
 }
-
-} // namespace
 
 int main(int argc, char **argv)
 {
@@ -219,6 +229,7 @@ int main(int argc, char **argv)
         return complain(system_error(found.vandrel));
     }
     const int status = run_program(args);
+    show_diagnostics(m);
     remove_dir(m);
     end_like(status);
 }

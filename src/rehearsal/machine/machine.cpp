@@ -11,7 +11,7 @@ namespace rehearsal
 std::unique_ptr<const machine> read_machine()
 {
     const char *const dir = getenv(dir_variable);
-    if (dir == nullptr) return nullptr;
+    if (!dir) return nullptr;
     auto m = std::make_unique<machine>();
     m->dir = dir;
     std::string text;

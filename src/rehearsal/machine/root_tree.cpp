@@ -15,21 +15,18 @@ namespace fs = std::filesystem;
 namespace rehearsal
 {
 
-namespace
-{
-
 constexpr std::string_view map_mark =
     "# Made by vandrel-rehearse from its inventory; change this line to keep your own.\n";
 
 /* What the program writes below /Data. */
 constexpr std::string_view written_files[] = {"Vandrel.log", "Vandrel.log~", "Vandrel.stderr"};
 
-std::string failure(const fs::path &path, const std::string &why)
+static std::string failure(const fs::path &path, const std::string &why)
 {
     return path.string() + ": " + why;
 }
 
-std::string replace_link(const fs::path &target, const fs::path &link)
+static std::string replace_link(const fs::path &target, const fs::path &link)
 {
     std::error_code error;
     fs::remove_all(link, error);
@@ -37,14 +34,14 @@ std::string replace_link(const fs::path &target, const fs::path &link)
     return error ? failure(link, error.message()) : "";
 }
 
-bool is_written_by_program(const fs::path &path)
+static bool is_written_by_program(const fs::path &path)
 {
     return std::find(std::begin(written_files), std::end(written_files), path.filename().string()) !=
            std::end(written_files);
 }
 
 /* The entries of a directory; none when it cannot be read. */
-std::vector<fs::path> entries_of(const fs::path &dir)
+static std::vector<fs::path> entries_of(const fs::path &dir)
 {
     std::vector<fs::path> paths;
     std::error_code error;
@@ -55,7 +52,7 @@ std::vector<fs::path> entries_of(const fs::path &dir)
 
 /* Takes away what an earlier rehearsal in the same directory linked to, and for a given tree also what was
  * made up: nothing may be written through a link, and no made-up file may hide that the tree lacks it. */
-void clear_data(const fs::path &root, bool has_given_tree)
+static void clear_data(const fs::path &root, bool has_given_tree)
 {
     std::error_code ignored; /* what cannot be removed shows when it is to be replaced */
     for (const fs::path &dir : {root, root / "Data"})
@@ -66,7 +63,7 @@ void clear_data(const fs::path &root, bool has_given_tree)
     if (has_given_tree) fs::remove(root / "VERSION", ignored);
 }
 
-std::string link_given_tree(const fs::path &given, const fs::path &root)
+static std::string link_given_tree(const fs::path &given, const fs::path &root)
 {
     std::error_code ignored;
     std::vector<std::pair<fs::path, fs::path>> links; /* target, link */
@@ -84,7 +81,7 @@ std::string link_given_tree(const fs::path &given, const fs::path &root)
 
 /* A regular expression of the map that matches this text only. In the map a doubled backslash stands for one.
  */
-std::string exact_pattern(std::string_view text, char quote)
+static std::string exact_pattern(std::string_view text, char quote)
 {
     std::string pattern = "^";
     for (const char c : text) {
@@ -102,7 +99,7 @@ std::string exact_pattern(std::string_view text, char quote)
 
 /* The image of a drive's line, below Data. Every new revision has a directory of its own, because one name
  * may stand for different images there. Empty when the line names none that could be a file. */
-std::string image_path(const drive_profile &profile)
+static std::string image_path(const drive_profile &profile)
 {
     std::string dir = "to-" + profile.new_rev;
     std::replace(dir.begin(), dir.end(), '/', '_');
@@ -111,12 +108,12 @@ std::string image_path(const drive_profile &profile)
     return has_update && !name.empty() && name != "." && name != ".." ? dir + "/" + name : "";
 }
 
-bool has(const std::string &text, char c)
+static bool has(const std::string &text, char c)
 {
     return text.find(c) != std::string::npos;
 }
 
-std::string make_up_images(const machine &m, const fs::path &data)
+static std::string make_up_images(const machine &m, const fs::path &data)
 {
     for (const drive_profile &profile : m.drives) {
         const std::string name = image_path(profile);
@@ -129,7 +126,7 @@ std::string make_up_images(const machine &m, const fs::path &data)
     return {};
 }
 
-std::string make_up_tree(const machine &m, const fs::path &root)
+static std::string make_up_tree(const machine &m, const fs::path &root)
 {
     const fs::path map = root / "Data/Map.txt";
     std::string old;
@@ -149,13 +146,13 @@ std::string make_up_tree(const machine &m, const fs::path &root)
     return make_up_images(m, root / "Data");
 }
 
-bool is_without(const root_request &request, std::string_view name)
+static bool is_without(const root_request &request, std::string_view name)
 {
     return std::find(request.without.begin(), request.without.end(), name) != request.without.end();
 }
 
 /* Every library is a file of its own, not a link: to the loader two links would be one library. */
-std::string place_libraries(const machine &m, const root_request &request)
+static std::string place_libraries(const machine &m, const root_request &request)
 {
     const fs::path root = m.root_dir();
     std::error_code error;
@@ -172,8 +169,6 @@ std::string place_libraries(const machine &m, const root_request &request)
     }
     return {};
 }
-
-} // namespace
 
 std::string generate_map(const machine &m)
 {

@@ -10,7 +10,6 @@ namespace rehearsal
 
 namespace
 {
-
 struct descriptor {
     int fd;
     explicit descriptor(int opened) : fd(opened) {}
@@ -21,8 +20,9 @@ struct descriptor {
         if (fd >= 0) close(fd);
     }
 };
+} // namespace
 
-bool write_all(int fd, std::string_view text)
+static bool write_all(int fd, std::string_view text)
 {
     while (!text.empty()) {
         const ssize_t n = write(fd, text.data(), text.size());
@@ -32,8 +32,6 @@ bool write_all(int fd, std::string_view text)
     }
     return true;
 }
-
-} // namespace
 
 bool read_file(const std::string &path, std::string &text)
 {

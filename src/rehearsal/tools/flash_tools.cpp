@@ -20,13 +20,13 @@ namespace rehearsal
 
 namespace
 {
-
 /* Exit statuses of a stand-in that is called wrongly; a fault of the inventory has its own. */
 enum { bad_arguments = 2, no_such_drive = 3, bad_image = 4, no_state = 5 };
+} // namespace
 
 constexpr uint64_t usual_failure = 1;
 
-int complain(const char *name, int status, const std::string &what)
+static int complain(const char *name, int status, const std::string &what)
 {
     fprintf(stderr, "%s: %s\n", name, what.c_str());
     return status;
@@ -34,7 +34,7 @@ int complain(const char *name, int status, const std::string &what)
 
 /* The word of a file's name before its ending, for images that do not say themselves what they hold:
  * "SN06" of "model-SN06.lod". */
-std::string revision_in_name(std::string_view path)
+static std::string revision_in_name(std::string_view path)
 {
     path.remove_prefix(path.rfind('/') + 1);
     const size_t ending = path.rfind('.');
@@ -44,7 +44,7 @@ std::string revision_in_name(std::string_view path)
 }
 
 /* What a drive runs once it has taken this image; nothing with errno set when the image cannot be read. */
-std::optional<std::string> revision_in_image(const std::string &path)
+static std::optional<std::string> revision_in_image(const std::string &path)
 {
     static constexpr std::string_view key = "revision=";
     std::string content;
@@ -56,7 +56,7 @@ std::optional<std::string> revision_in_image(const std::string &path)
     return revision_in_name(path);
 }
 
-void make_noise(uint64_t bytes)
+static void make_noise(uint64_t bytes)
 {
     constexpr char line[] = "0123456789abcdef0123456789abcdef0123456789abcdef0123456789abcde\n";
     constexpr uint64_t line_len = sizeof line - 1;
@@ -65,7 +65,7 @@ void make_noise(uint64_t bytes)
     fflush(stdout);
 }
 
-void rest(double seconds)
+static void rest(double seconds)
 {
     timespec t{};
     t.tv_sec = static_cast<time_t>(seconds);
@@ -73,13 +73,16 @@ void rest(double seconds)
     if (seconds > 0) nanosleep(&t, nullptr);
 }
 
+namespace
+{
 /* How this attempt fails, as the inventory has it; 0 and 0 when it succeeds. */
 struct failure {
     int status;
     int signal;
 };
+} // namespace
 
-failure failure_of(const drive_profile &profile, uint64_t attempt)
+static failure failure_of(const drive_profile &profile, uint64_t attempt)
 {
     const bool has_way_to_fail = profile.flash_exit != 0 || profile.flash_signal != 0;
     const bool fails = profile.flash_fails ? attempt <= *profile.flash_fails : has_way_to_fail;
@@ -89,13 +92,13 @@ failure failure_of(const drive_profile &profile, uint64_t attempt)
 }
 
 /* The image as the log names it: below the rehearsal's tree, whose own place differs from run to run. */
-std::string image_for_log(const machine &m, const std::string &image)
+static std::string image_for_log(const machine &m, const std::string &image)
 {
     return image.starts_with(m.root_dir()) ? image.substr(m.root_dir().size()) : image;
 }
 
 /* Whoever started the tool may have it ignore the signal. */
-void die_of(int number)
+static void die_of(int number)
 {
     const rlimit no_core = {0, 0};
     setrlimit(RLIMIT_CORE, &no_core);
@@ -104,7 +107,7 @@ void die_of(int number)
 }
 
 /* How many open descriptors of this process lead to drives; a program must not hand its own on. */
-size_t inherited_nodes(const machine &m)
+static size_t inherited_nodes(const machine &m)
 {
     std::error_code error;
     size_t count = 0;
@@ -116,7 +119,7 @@ size_t inherited_nodes(const machine &m)
 }
 
 /* Has the drive take another firmware; commands may have come since its state was read. */
-bool change_revision(const machine &m, const drive_profile &profile, const std::string &revision)
+static bool change_revision(const machine &m, const drive_profile &profile, const std::string &revision)
 {
     drive_state state = read_state(m, profile);
     take_firmware(profile, state, revision);
@@ -125,11 +128,11 @@ bool change_revision(const machine &m, const drive_profile &profile, const std::
 
 /* One attempt of any flashing tool on a drive: takes its time, makes its noise, then fails or changes the
  * revision. The log gets to see `mode`, how the tool was told to send the image. */
-int flash(const machine &m, const drive_profile &profile, const char *name, const std::string &image,
-          const std::string &mode = "")
+static int flash(const machine &m, const drive_profile &profile, const char *name, const std::string &image,
+                 const std::string &mode = "")
 {
     drive_state state = read_state(m, profile);
-    state.flash_attempts++;
+    ++state.flash_attempts;
     std::string what = format_text("flash %s %s %sattempt=%llu ", name, image_for_log(m, image).c_str(),
                                    mode.c_str(), static_cast<unsigned long long>(state.flash_attempts));
     if (const size_t count = inherited_nodes(m)) what += format_text("inherited=%zu ", count);
@@ -163,7 +166,7 @@ int flash(const machine &m, const drive_profile &profile, const char *name, cons
 }
 
 /* Cuts the prefix off text. */
-bool take_prefix(std::string_view &text, std::string_view prefix)
+static bool take_prefix(std::string_view &text, std::string_view prefix)
 {
     if (!text.starts_with(prefix)) return false;
     text.remove_prefix(prefix.size());
@@ -171,7 +174,7 @@ bool take_prefix(std::string_view &text, std::string_view prefix)
 }
 
 /* Cuts a prefix like -b or /e and the number behind it off text. */
-bool take_number(std::string_view &text, std::string_view prefix, unsigned &number)
+static bool take_number(std::string_view &text, std::string_view prefix, unsigned &number)
 {
     if (!take_prefix(text, prefix)) return false;
     const size_t len = std::min(text.size(), text.find_first_not_of("0123456789"));
@@ -182,22 +185,22 @@ bool take_number(std::string_view &text, std::string_view prefix, unsigned &numb
 }
 
 /* The number behind a prefix, with nothing else in the argument. */
-bool is_number(std::string_view arg, std::string_view prefix, unsigned &number)
+static bool is_number(std::string_view arg, std::string_view prefix, unsigned &number)
 {
     return take_number(arg, prefix, number) && arg.empty();
 }
 
-bool is_present(const machine &m, const drive_profile *profile)
+static bool is_present(const machine &m, const drive_profile *profile)
 {
-    return profile != nullptr && !is_gone(*profile, read_state(m, *profile));
+    return profile && !is_gone(*profile, read_state(m, *profile));
 }
 
-int run_fw_download(int argc, char **argv)
+static int run_fw_download(int argc, char **argv)
 {
     static constexpr char usage[] = "usage: fw_download -bHOST -tTARGET -l IMAGE -n -DDD";
     const char *const name = argv[0];
     const machine *const m = current_machine();
-    if (m == nullptr) return complain(name, no_such_drive, "no rehearsal is going on");
+    if (!m) return complain(name, no_such_drive, "no rehearsal is going on");
     if (argc != 7) return complain(name, bad_arguments, usage);
     unsigned host = 0;
     unsigned target = 0;
@@ -211,18 +214,21 @@ int run_fw_download(int argc, char **argv)
     return flash(*m, *profile, name, argv[4]);
 }
 
+namespace
+{
 /* Where a controller's tool is told to find the drive. */
 struct controller_place {
     unsigned controller = 0;
     unsigned enclosure = 0;
     unsigned slot = 0;
 };
+} // namespace
 
-int flash_behind_controller(const char *name, const controller_place &place, std::string_view image,
-                            const std::string &mode)
+static int flash_behind_controller(const char *name, const controller_place &place, std::string_view image,
+                                   const std::string &mode)
 {
     const machine *const m = current_machine();
-    if (m == nullptr) return complain(name, no_such_drive, "no rehearsal is going on");
+    if (!m) return complain(name, no_such_drive, "no rehearsal is going on");
     const drive_profile *const profile =
         find_controller_drive(*m, place.controller, place.enclosure, place.slot);
     if (!is_present(*m, profile))
@@ -232,7 +238,7 @@ int flash_behind_controller(const char *name, const controller_place &place, std
     return flash(*m, *profile, name, std::string(image), mode);
 }
 
-int run_storcli(int argc, char **argv)
+static int run_storcli(int argc, char **argv)
 {
     static constexpr char usage[] = "usage: storcli /cN/eN/sN download src=IMAGE [mode=N]";
     if (argc != 4 && argc != 5) return complain(argv[0], bad_arguments, usage);
@@ -248,7 +254,7 @@ int run_storcli(int argc, char **argv)
     return flash_behind_controller(argv[0], place, image, argc == 5 ? std::string(argv[4]) + " " : "");
 }
 
-int run_MegaCli(int argc, char **argv)
+static int run_MegaCli(int argc, char **argv)
 {
     static constexpr char usage[] = "usage: MegaCli -PdFwDownload -PhysDrv[N:N] -fIMAGE -aN";
     if (argc != 5) return complain(argv[0], bad_arguments, usage);
@@ -264,7 +270,7 @@ int run_MegaCli(int argc, char **argv)
 }
 
 /* A rehearsal leaves the console's keyboard as it is. */
-int run_loadkeys(int argc, char **argv)
+static int run_loadkeys(int argc, char **argv)
 {
     if (const machine *const m = current_machine())
         append_to_file(m->dir + "/commands.log", format_text("loadkeys %s\n", argc > 1 ? argv[1] : ""));
@@ -277,8 +283,6 @@ constexpr tool tools[] = {
     {"MegaCli",     run_MegaCli    },
     {"loadkeys",    run_loadkeys   },
 };
-
-} // namespace
 
 std::span<const tool> stand_in_tools()
 {

@@ -8,7 +8,7 @@
 int main(int argc, char **argv)
 {
     const char *const slash = argc > 0 ? strrchr(argv[0], '/') : nullptr;
-    const char *const name = slash != nullptr ? slash + 1 : argc > 0 ? argv[0] : "";
+    const char *const name = slash ? slash + 1 : argc > 0 ? argv[0] : "";
     for (const rehearsal::tool &tool : rehearsal::stand_in_tools())
         if (strcmp(name, tool.name) == 0) return tool.run(argc, argv);
     fprintf(stderr, "%s: started by a rehearsal only, under the name of the program it stands in for\n",
