@@ -30,7 +30,7 @@ class Maplint(unittest.TestCase):
             root = pathlib.Path(tree)
             (root / "Data/dir").mkdir(parents=True)
             for name in "i", "i's":
-                (root / "Data" / name).write_text("\n" * 512)
+                (root / "Data" / name).write_text(" " * 512)
             (root / "Data/odd").write_text("odd")
             (root / "Data/empty").touch()
             for name, content in zip("MI", files):
