@@ -13,6 +13,7 @@ constexpr uint32_t max_whole_scsi = (1U << 24) - 1; /* PARAMETER LIST LENGTH has
 constexpr uint32_t max_counted_blocks = 255; /* a translator may look at the low byte of the count only */
 constexpr uint8_t only_offset_zero = 0xFF;
 constexpr uint8_t max_boundary = 23;
+constexpr size_t max_attempts = 3;
 
 static plan without_way(exit_status status, std::string reason)
 {
@@ -51,6 +52,7 @@ plan plan_scsi(const scsi_offer &offered, size_t image_size, const node_limits &
             exit_bad_image,
             format_text(command_size, "the image has %zu bytes, the drive takes %zu", image_size, most));
     plan p;
+    p.attempts.reserve(max_attempts);
     const auto segment = scsi_segment(offered, image_size, limits);
     if (segment && offered.offsets != offer::no)
         p.attempts.push_back({carrier::write_buffer, mode_offsets_or_whole, *segment, false});
@@ -100,6 +102,7 @@ plan plan_ata(const ata_offer &offered, size_t image_size, const node_limits &li
                            format_text(command_size, "the image has %zu bytes, an ATA drive takes %zu",
                                        image_size, max_ata_image));
     plan p;
+    p.attempts.reserve(max_attempts);
     const auto blocks = static_cast<uint32_t>(image_size / ata_block);
     const auto segment = ata_segment(offered, blocks, limits);
     const auto size = static_cast<uint32_t>(segment.value_or(0) * ata_block);

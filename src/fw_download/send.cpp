@@ -58,6 +58,7 @@ static void tell_progress(const console &con, size_t done, size_t total)
 
 static void tell_failure(const console &con, const attempt &a, size_t segment, size_t total, const outcome &o)
 {
+    /* The counting line of a terminal is still open. */
     if (segment > 1 && isatty(con.out) == 1) say(con, "\n");
     complain(con, "segment %zu of %zu (mode %02Xh, %u bytes from %zu on): %s: %s", segment, total, a.mode,
              a.segment, (segment - 1) * a.segment, layer_name(o.where), o.text.c_str());

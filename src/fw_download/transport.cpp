@@ -66,7 +66,8 @@ static outcome send_to_node(void *handle, const command &c)
     if (a.status == SAM_STAT_CHECK_CONDITION && a.error == 0)
         detail(n->con, 2, "%s", decoded_sense(a.sense).c_str());
     outcome o = judge(a);
-    o.received = received_bytes(request.get(), c.in.size());
+    /* What stands in the room after a failure is whatever the kernel's buffer held before. */
+    if (o.is_taken()) o.received = received_bytes(request.get(), c.in.size());
     o.duration_ms = static_cast<unsigned>(std::max(get_scsi_pt_duration_ms(request.get()), 0));
     return o;
 }
