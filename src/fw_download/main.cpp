@@ -1,0 +1,138 @@
+/* Writes one firmware image into one directly attached drive. */
+#include "fw_download/after.h"
+#include "fw_download/ata_drive.h"
+#include "fw_download/claim.h"
+#include "fw_download/disk.h"
+#include "fw_download/image.h"
+#include "fw_download/options.h"
+#include "fw_download/scsi_drive.h"
+#include "fw_download/send.h"
+#include "fw_download/transport.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+
+using namespace fw_download;
+
+constexpr int64_t all_ms = int64_t{10} * 60 * 1000; /* from the first segment until the drive is back */
+
+/* What the drive is and how it would be sent the image. */
+struct findings {
+    bool is_ata = false;
+    std::string revision;
+    plan way;
+};
+
+/* The only disk at the address that has a node, or nothing after a message. */
+static std::optional<disk> choose_disk(const console &con, const options &o)
+{
+    const std::vector<disk> disks = find_disks(o.host, o.target);
+    if (disks.size() != 1)
+        complain(con,
+                 disks.empty() ? "no disk at host %u, target %u" : "more than one disk at host %u, target %u",
+                 o.host, o.target);
+    else if (disks.front().node.empty())
+        complain(con, "%s has no SCSI generic node: is the module sg loaded?", disks.front().address.c_str());
+    else
+        return disks.front();
+    return std::nullopt;
+}
+
+static exit_status complain_of_claim(const console &con, const disk &d)
+{
+    if (errno != EBUSY) {
+        complain(con, "/dev/%s: %s: it can't be claimed, nothing was sent", d.block.c_str(), strerror(errno));
+        return exit_in_use;
+    }
+    const std::vector<std::string> users = find_users(d.block);
+    for (const std::string &user : users)
+        complain(con, "the drive is in use: %s", user.c_str());
+    if (users.empty()) complain(con, "the drive is in use: another program holds /dev/%s", d.block.c_str());
+    complain(con, "nothing was sent");
+    return exit_in_use;
+}
+
+/* Asks the drive; a status other than exit_done comes after a message. */
+static exit_status examine(const drive &d, const disk &where, size_t image_size, findings *f)
+{
+    const auto id = ask_identity(d);
+    if (!id) return complain(d.con, "%s does not answer INQUIRY", where.node.c_str()), exit_failed;
+    if (id->type != 0) return complain(d.con, "%s is no disk", where.node.c_str()), exit_no_disk;
+
+    const auto data = is_translated(d, *id) ? ask_identify(d) : std::nullopt;
+    f->is_ata = data.has_value();
+    f->revision = data ? identify_revision(*data) : id->revision;
+    const std::string name = data ? identify_model(*data) : id->vendor + " " + id->product;
+    say(d.con, "%s %s%s%s: %s, revision %s, %s\n", where.address.c_str(), where.node.c_str(),
+        where.block.empty() ? "" : " /dev/", where.block.c_str(), name.c_str(), f->revision.c_str(),
+        f->is_ata ? "ATA" : "SCSI");
+    if (data)
+        tell_ata_condition(d);
+    else
+        tell_condition(d);
+
+    const node_limits limits = read_limits(where);
+    f->way = data ? plan_ata(ask_ata_offer(d, *data), image_size, limits)
+                  : plan_scsi(ask_scsi_offer(d), image_size, limits);
+    if (f->way.attempts.empty()) complain(d.con, "%s", f->way.reason.c_str());
+    return f->way.status;
+}
+
+/* Only on a terminal, and only by the whole word. */
+static bool is_agreed(const console &con, const options &o)
+{
+    if (o.yes) return true;
+    if (isatty(STDIN_FILENO) == 0)
+        return complain(con, "nobody to ask: -n is needed without a terminal"), false;
+    say(con, "Write this image into this drive? Please enter \"Yes\": ");
+    char answer[32] = "";
+    if (!fgets(answer, sizeof answer, stdin) || strcmp(answer, "Yes\n") != 0)
+        return complain(con, "nothing was sent"), false;
+    return true;
+}
+
+static exit_status flash(const console &con, const options &o, const disk &where,
+                         std::span<const uint8_t> image)
+{
+    node n = {.fd = open_node(where.node.c_str()), .con = con};
+    if (n.fd.get() == -1) return complain(con, "%s: %s", where.node.c_str(), strerror(errno)), exit_failed;
+    const drive d = {.way = &node_wire, .handle = &n, .con = con};
+    findings f;
+    const exit_status status = examine(d, where, image.size(), &f);
+    if (status != exit_done) return status;
+
+    say(con, "%s: %zu bytes\n", o.image.c_str(), image.size());
+    for (const attempt &a : f.way.attempts)
+        say(con, "%s%s\n",
+            &a == f.way.attempts.data() ? "to be sent by " : "or, if the drive refuses that at once, by ",
+            describe(a, image.size()).c_str());
+    if (!is_agreed(con, o)) return exit_failed;
+
+    const int64_t deadline_ms = d.way->now_ms(d.handle) + all_ms;
+    if (!send_image(d, f.way.attempts, image, deadline_ms)) return exit_failed;
+    return tell_new_revision(d, f.is_ata, f.revision, deadline_ms) ? exit_done : exit_failed;
+}
+
+int main(int argc, char *argv[])
+{
+    if (!open_standard_descriptors()) return exit_failed;
+    signal(SIGPIPE, SIG_IGN); /* whoever read the messages may go away, and a log may reach its limit */
+    signal(SIGXFSZ, SIG_IGN);
+
+    console con;
+    options o;
+    const parsed p = parse_options(con, argc, argv, &o);
+    if (p != parsed::run) return p == parsed::shown ? exit_done : exit_usage;
+    con.debug = o.debug;
+
+    std::string reason;
+    const std::vector<uint8_t> image = read_image(o.image, &reason);
+    if (image.empty()) return complain(con, "%s: %s", o.image.c_str(), reason.c_str()), exit_bad_image;
+    const auto where = choose_disk(con, o);
+    if (!where) return exit_no_disk;
+
+    unique_fd claim(where->block.empty() ? -1 : claim_disk(where->block).release());
+    if (!where->block.empty() && claim.get() == -1) return complain_of_claim(con, *where);
+    return flash(con, o, *where, image);
+}
