@@ -90,10 +90,10 @@ outcome judge(const answer &a)
     if (a.is_lost) return lost(a);
     if (a.status == SAM_STAT_GOOD) return {};
     if (a.status == SAM_STAT_CHECK_CONDITION) return judge_sense(a);
-    char text[128];
-    sg_get_scsi_status_str(a.status, sizeof text, text);
+    char words[128] = "";
+    sg_get_scsi_status_str(a.status, sizeof words, words);
     outcome o = {.where = layer::drive};
-    o.text = one_line(text);
+    o.text = one_line(words);
     return o;
 }
 

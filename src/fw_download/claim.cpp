@@ -30,7 +30,7 @@ static std::vector<part> parts_of(const std::string &block)
         {block, read_line(root + "/dev"), root}
     };
     for (const std::string &name : names_in(root)) {
-        const std::string path = root + "/" + name;
+        const std::string path = format_text(path_size, "%s/%s", root.c_str(), name.c_str());
         if (!read_line(path + "/partition").empty()) parts.push_back({name, read_line(path + "/dev"), path});
     }
     return parts;

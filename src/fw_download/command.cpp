@@ -39,7 +39,7 @@ outcome execute(const drive &d, const command &c)
            c.out.empty() ? "in" : "out");
     detail_bytes(d.con, 2, std::span(c.cdb).first(c.cdb_len));
     detail_bytes(d.con, 3, c.out.first(std::min(c.out.size(), shown_of_segment)));
-    const outcome o = d.way->send(d.handle, c);
+    outcome o = d.way->send(d.handle, c);
     detail(d.con, 1, "%s: %s%s%s (%u ms)\n", c.name, o.is_taken() ? "done" : layer_name(o.where),
            o.text.empty() ? "" : ": ", o.text.c_str(), o.duration_ms);
     detail_bytes(d.con, 3, c.in.first(std::min(c.in.size(), o.received)));

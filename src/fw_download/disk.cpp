@@ -11,7 +11,7 @@
 namespace fw_download
 {
 
-static const std::string scsi_devices = "/sys/class/scsi_device";
+constexpr char scsi_devices[] = "/sys/class/scsi_device";
 static const std::string block_devices = "/sys/block";
 
 std::string read_line(const std::string &path)
@@ -64,7 +64,7 @@ std::vector<disk> find_disks(unsigned host, unsigned target)
         int end = 0;
         if (sscanf(address.c_str(), "%u:%u:%u:%u%n", &h, &c, &t, &l, &end) != 4 || address[end] != '\0')
             continue;
-        const std::string device = scsi_devices + "/" + address + "/device";
+        const std::string device = format_text(path_size, "%s/%s/device", scsi_devices, address.c_str());
         if (h != host || t != target || read_line(device + "/type") != "0") continue;
         const std::string generic = link_target(device + "/generic");
         found.push_back({.address = address,

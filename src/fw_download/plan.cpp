@@ -11,8 +11,7 @@ namespace fw_download
 constexpr uint32_t usual_segment = 32 * 1024;
 constexpr uint32_t max_whole_scsi = (1U << 24) - 1; /* PARAMETER LIST LENGTH has 24 bits */
 constexpr uint32_t max_counted_blocks = 255; /* a translator may look at the low byte of the count only */
-constexpr uint8_t only_offset_zero = 0xFF;
-constexpr uint8_t max_boundary = 23;
+constexpr uint8_t max_boundary = 23; /* of a 24-bit offset; FFh says that only offset 0 will do */
 constexpr size_t max_attempts = 3;
 
 static plan without_way(exit_status status, std::string reason)
@@ -34,7 +33,7 @@ static std::optional<uint32_t> scsi_segment(const scsi_offer &offered, size_t im
     uint32_t most = usual_segment;
     if (limits.sure != 0) most = std::min(most, limits.sure);
     if (image_size <= most) return static_cast<uint32_t>(image_size);
-    if (power == only_offset_zero || power > max_boundary) return std::nullopt;
+    if (power > max_boundary) return std::nullopt;
     const uint32_t boundary = 1U << power;
     if (boundary <= most) return most / boundary * boundary;
     if (limits.sure != 0 && boundary > limits.sure) return std::nullopt;

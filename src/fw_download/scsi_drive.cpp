@@ -68,10 +68,9 @@ static offer support_in(const outcome &o, std::span<const uint8_t> data)
     switch (data[1] & 7) {
     case 1:
         return offer::no;
-    case 3:
-        return offer::yes; /* as the standard has it */
-    case 5:
-        return offer::yes; /* in the maker's manner */
+    case 3: /* as the standard has it */
+    case 5: /* in the maker's manner */
+        return offer::yes;
     default:
         return offer::unknown;
     }

@@ -41,7 +41,7 @@ static outcome deliver(const drive &d, command c, bool is_closing, int64_t deadl
     c.timeout_s = seconds_left(d, is_closing ? closing_seconds : command_seconds, deadline_ms);
     if (c.timeout_s == 0)
         return {.where = layer::host, .text = "ten minutes are over, nothing more was sent"};
-    const outcome o = execute(d, c);
+    outcome o = execute(d, c);
     if (!is_expected_attention(o)) return o;
     c.timeout_s = seconds_left(d, c.timeout_s, deadline_ms);
     return c.timeout_s == 0 ? o : execute(d, c);

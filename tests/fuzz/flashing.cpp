@@ -83,14 +83,16 @@ static const wire fuzzed_wire = {
 void flashing(input &in)
 {
     fuzzed_drive f = {.in = &in};
-    const drive d = {.way = &fuzzed_wire, .handle = &f, .con = {.out = -1, .err = -1, .debug = 3}};
+    const drive d = {
+        .way = &fuzzed_wire, .handle = &f, .con = {.out = -1, .err = -1, .debug = 3}
+    };
     const size_t size = std::min<size_t>(in.number(3) + size_t{1}, whole_image().size());
     const node_limits limits = {.sure = in.number(4), .most = in.number(4)};
     const auto id = ask_identity(d);
     if (!id) return;
     const auto data = is_translated(d, *id) ? ask_identify(d) : std::nullopt;
-    const plan p = data ? plan_ata(ask_ata_offer(d, *data), size, limits)
-                        : plan_scsi(ask_scsi_offer(d), size, limits);
+    const plan p =
+        data ? plan_ata(ask_ata_offer(d, *data), size, limits) : plan_scsi(ask_scsi_offer(d), size, limits);
     assert(p.attempts.empty() == (p.status != exit_done) && p.attempts.empty() == !p.reason.empty());
     for (const attempt &a : p.attempts) {
         assert(a.segment > 0 && a.segment <= size && !describe(a, size).empty());
