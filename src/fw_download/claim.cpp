@@ -1,5 +1,7 @@
 #include "fw_download/claim.h"
 
+#include "base/text.h"
+
 #include <algorithm>
 #include <fcntl.h>
 #include <fstream>

@@ -11,7 +11,7 @@ namespace fw_download
 constexpr uint32_t usual_segment = 32 * 1024;
 constexpr uint32_t max_whole_scsi = (1U << 24) - 1; /* PARAMETER LIST LENGTH has 24 bits */
 constexpr uint32_t max_counted_blocks = 255; /* a translator may look at the low byte of the count only */
-constexpr uint8_t max_boundary = 23; /* of a 24-bit offset; FFh says that only offset 0 will do */
+constexpr uint8_t max_boundary = 23;         /* of a 24-bit offset; FFh says that only offset 0 will do */
 constexpr size_t max_attempts = 3;
 
 static plan without_way(exit_status status, std::string reason)

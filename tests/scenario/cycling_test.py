@@ -58,6 +58,9 @@ class Cycling(unittest.TestCase):
             ("refuse=15", 21, 1, "Failed to MODE SELECT Caching mode page 8h\n"),
             ("answer=1A:ff0000ff", 21, 0, no_page * 2),
             ("answer=1A:00", 21, 0, no_page * 2),
+            ("answer=1A:050000008801", 21, 0, no_page * 2),  # ends where the bit should follow
+            ("answer=1A:0600000188010000", 21, 0, no_page * 2),  # begins a byte later
+            ("answer=1A:0a00000400000200880100", 21, 1, "Failed to MODE SELECT Caching mode page 8h\n"),
             ("refuse=08,28", 21, 2, ""),
             ("hang=08,28", 21, 2, late[1] + (late[0] + late[1]) * 10),
             ("enodev=1A,08,28", 21, 0, gone + no_page + gone * 22 + no_page),
@@ -69,6 +72,7 @@ class Cycling(unittest.TestCase):
                 m, sent = self.cycle(drive("SEAGATE", words) + drive("ATA", "", "sdb,1,0"))
                 codes = [line.split()[2] for line in sent]
                 self.assertEqual((codes.count("08") + codes.count("28"), codes.count("15")), (reads, selects))
+                self.assertEqual(m.diagnostics.count("*** Caching mode page 8h (post):"), selects)
                 told = [line for line in m.diagnostics.splitlines(True) if line[8:9] != ":" and line[:3] != "***"]
                 drives = "ULL sda [0,0] - SEAGATE/MODEL/1.00\n", "ULL sdb [1,0] - ATA/MODEL/1.00\n"
                 self.assertEqual("".join(told), drives[0] + said + drives[1])

@@ -116,11 +116,10 @@ class Flash(unittest.TestCase):
         c.type("g")
         c.cursor(0, 61)
         c.type("yes\n")
-        c.cursor(1, 28)
         c.resize(24, 79)  # no answer either
-        c.type("x" * 31 + "No\n")
-        c.cursor(2, 28)
-        c.type("Yess\n")
+        for row, answer in enumerate(("x" * 31 + "No", " Yes", "YES", "Ye", "", "Yess"), 1):
+            c.cursor(row, 28)
+            c.type(answer + "\n")
         c.shows("log file? Please enter")
         self.assertIn(b"\rFlashing drive 1 of 3  \b|\b/\b-\b\\\b|\b/", c.raw)
         self.assertIn(b"\rFlashing drive 3 of 3  \b|", c.raw)
@@ -136,15 +135,19 @@ class Flash(unittest.TestCase):
         c.ends()
         self.assertRegex(c.text(), r"""\A0\|Do you want to update 3 devices\? Please enter "Yes" or "No": yes
 1\|Please enter "Yes" or "No": x{31}No
-2\|Please enter "Yes" or "No": Yess
-3\|Flashing drive 1 of 3 [-|/\\]
-4\|Firmware update of drive 1 of 3 successful, duration \d+s!
-5\|Flashing drive 2 of 3 [-|/\\]
-6\|Flashing drive 2 of 3 [-|/\\]
-7\|Firmware update of drive 2 of 3 successful, duration \d+s!
-((?:[89]|1[0-4])\|Flashing drive 3 of 3 [-|/\\]
-){7}15\|Finished WITH ERRORS!
-16\|Do you want to view the log file\? Please enter "Yes" or "No": Yes
+2\|Please enter "Yes" or "No":  Yes
+3\|Please enter "Yes" or "No": YES
+4\|Please enter "Yes" or "No": Ye
+5\|Please enter "Yes" or "No":
+6\|Please enter "Yes" or "No": Yess
+7\|Flashing drive 1 of 3 [-|/\\]
+8\|Firmware update of drive 1 of 3 successful, duration \d+s!
+9\|Flashing drive 2 of 3 [-|/\\]
+10\|Flashing drive 2 of 3 [-|/\\]
+11\|Firmware update of drive 2 of 3 successful, duration \d+s!
+(1[2-8]\|Flashing drive 3 of 3 [-|/\\]
+){7}19\|Finished WITH ERRORS!
+20\|Do you want to view the log file\? Please enter "Yes" or "No": Yes
 \Z""")
         self.assertIn("failed with status 3\n", c.machine.diagnostics)
 
