@@ -1,6 +1,5 @@
-/* files.cpp - targets for what people write: map, configuration, vendor table, target lists, inventories. */
+/* files.cpp - targets for what people write: map, configuration, vendor table. */
 #include "input.h"
-#include "rehearsal/inventory/inventory.h"
 
 #include "base/files.h"
 #include "catalogue/map.h"
@@ -8,7 +7,6 @@
 #include "catalogue/match.h"
 #include "catalogue/vendor.h"
 #include "core/config.h"
-#include "targets/targets.h"
 
 #include <cctype>
 
@@ -67,40 +65,4 @@ void vendor_table(input &in)
         assert(!node->next || compare_vendor_names(node->payload, node->next->payload) <= 0);
     }
     g_list_free_full(vendormap, free_one_vendor);
-}
-
-/* In a valid list an item that names the drive counts, wherever it stands. The input begins with a drive's
- * adapter, host and slot. */
-void target_list(input &in)
-{
-    Dev dev = fake_dev(interface_scsi);
-    dev.adapter = in.line();
-    dev.unit_host = in.number(1);
-    dev.slot_id = in.number(1);
-    dev.image = "image";
-    const std::string list = std::string(in.left).c_str();
-    const std::string own =
-        *dev.adapter + "," + std::to_string(dev.unit_host) + "," + std::to_string(dev.slot_id);
-    const bool is_valid = list != "ALL" && valid_targets(list.c_str()) && valid_targets(own.c_str());
-    for (std::string targets : {list, list + ":" + own, own + ":" + list}) {
-        select_auto_target(&dev, targets.data());
-        assert(dev.selected || targets == list || !is_valid);
-    }
-}
-
-static std::string listing_of(const rehearsal::drive_profile &d)
-{
-    const std::string image = d.image == "-" ? "-" : "\"" + d.image + "\"";
-    return d.label() + "," + d.vendor + ",\"" + d.model + "\"," + d.rev + "," + d.new_rev + "," + image + ";";
-}
-
-/* A drive's listing makes the same drive. */
-void inventory(input &in)
-{
-    const rehearsal::inventory read = rehearsal::parse_inventory(in.left);
-    for (const rehearsal::drive_profile &drive : read.drives) {
-        assert(!drive.serial.empty() && !drive.state_name.empty() && &read.drives[drive.index] == &drive);
-        const rehearsal::inventory again = rehearsal::parse_inventory(listing_of(drive));
-        assert(again.drives.size() == 1 && listing_of(again.drives[0]) == listing_of(drive));
-    }
 }
