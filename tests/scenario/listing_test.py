@@ -29,6 +29,7 @@ ROWS = [  # drives of one host, their lines in the listing, a line of the trace 
     (HGST + "serial=SAME4567X\n" + HGST + "serial=SAME4567X", HGST_LINE, None),
     (HGST + "serial=LIKE4567X\n" + HGST + "serial=LIKE4567Y", HGST_LINE * 2, None),
     (X15 + " serial=SAME4567X\n" + X15 + " serial=SAME4567Y", X15 + "\n", None),  # told apart by 8 characters
+    ('sda,{h},0,X,"st1",1.00,-,-; serial="  ABCDEFGHIJ"', 'sda,{h},0,X,"st1",1.00,-,-;\n', 'Vendor="X", Model="st1", Rev="1.00", Serial="ABCDEFGH"'),
     ('sdb,{h},10,A,"B",1,-,-;\nsda,{h},9,A,"B",2,-,-;', 'sda,{h},9,A,"B",2,-,-;\nsdb,{h},10,A,"B",1,-,-;\n', None),
     (SAS + "type=5", "", "{h}:0:0:0 is not a DISK but type 5"),
     (SAS + "type=5 no-attribute=type", SAS_LINE, None),
