@@ -32,14 +32,3 @@ extern "C" int sigtimedwait(const sigset_t *, siginfo_t *, const timespec *pause
     errno = EAGAIN;
     return -1;
 }
-
-extern "C" time_t time(time_t *) noexcept
-{
-    ++process.clock_readings;
-    timespec now = {};
-    clock_gettime(CLOCK_REALTIME, &now);
-    if (process.clock.empty()) return now.tv_sec;
-    const time_t told = process.clock.front();
-    if (process.clock.size() > 1) process.clock.pop_front();
-    return told;
-}

@@ -1,11 +1,9 @@
 #include "scripted.h"
 
 #include "helpers.h"
-#include "process.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <unistd.h>
 
 const outcome refused = {1, 0, 0, 0, bytes("70 00 05 00 00 00 00 0a 00 00 00 00 20 00")};
 
@@ -17,15 +15,6 @@ static std::string text_of(const sg_io_hdr &hdr)
            (is_out ? " " + hex(hdr.dxferp, hdr.dxfer_len) : "");
 }
 
-/* In a child: tells the test of its first command, and rests. */
-[[noreturn]] static void report_from_child(int fd, const sg_io_hdr &hdr)
-{
-    const std::string report = std::to_string(process.clock_readings) + " " + text_of(hdr);
-    if (fd == -1 || write(fd, report.data(), report.size()) == -1) _exit(EXIT_FAILURE);
-    for (;;)
-        pause();
-}
-
 static void reply(const fake_drive::exchange &next, void *room, size_t size)
 {
     std::copy_n(next.reply.data(), std::min(next.reply.size(), size), static_cast<char *>(room) + next.at);
@@ -33,8 +22,7 @@ static void reply(const fake_drive::exchange &next, void *room, size_t size)
 
 fake_drive::fake_drive(char interface) : dev(fake_dev(interface))
 {
-    answer_sg_io = [this, owner = getpid()](sg_io_hdr *hdr) {
-        if (getpid() != owner) report_from_child(child_report, *hdr);
+    answer_sg_io = [this](sg_io_hdr *hdr) {
         const exchange next = receive(text_of(*hdr));
         reply(next, hdr->dxferp, hdr->dxfer_len);
         std::copy_n(next.end.sense.data(), next.end.sense.size(), hdr->sbp);

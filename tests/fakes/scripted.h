@@ -36,6 +36,5 @@ struct fake_drive {
     exchange receive(const std::string &command);
 
     Dev dev;
-    int child_report = -1; /* where a forked child writes its clock readings and its first command */
     std::deque<exchange> expected;
 };

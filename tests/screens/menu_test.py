@@ -1,5 +1,6 @@
 """The firmware, S.M.A.R.T. and keyboard menus."""
 import signal
+import time
 import unittest
 
 from console import PLAIN, Console, Look, Terminal, centred, children, cut, drives, other_drives
@@ -107,6 +108,7 @@ class Smart(unittest.TestCase):
                        " sdd | 0,3    | ATA      | MODEL-B          | 0001     | SIM00004", "")
                 c.drawn(3, False, True, "usual")
                 c.drawn(4, True, False, "usual")
+                self.assertTrue(c.has_sent("ATA in 85 08 0e 00 d0 00 01 00 00 00 4f 00 c2 00 b0 00 len=512 ok"))
                 c.type("jlkl\3\32")  # both lit, and none of the other keys does anything
                 c.drawn(3, False, True, "red")
                 c.drawn(4, True, False, "red")
@@ -114,7 +116,8 @@ class Smart(unittest.TestCase):
                 c.type("l")
                 c.drawn(3, False, True, "usual")
                 c.until("one light", lambda: children(c.process.pid) == 1)
-                c.until("activity", lambda: c.has_sent("sdd,0,3 ATA none 85"))
+                c.until("activity", lambda: c.has_sent(
+                    "sdd,0,3 ATA none 85 06 0c 00 00 00 01 00 00 00 00 00 00 40 42 00 len=0 ok"))
                 if len(end) == 1:
                     c.type(end)
                     c.shows("S.M.A.R.T. check (4 drives)")
@@ -125,6 +128,23 @@ class Smart(unittest.TestCase):
                 else:
                     c.signal(-status)
                 c.ends(status)
+
+    def test_lights_shine_on_odd_seconds(self):
+        c = Console(self, 'sda,0,0,SEAGATE,"SAS",0001,-,-;', "-A", files=LIGHT)
+        c.confirm()
+        c.type("q")
+        c.shows("*** S.M.A.R.T. Check")
+        c.type("l")
+        c.drawn(3, False, True, "red")
+        log, seen = c.machine.dir / "commands.log", set()
+        for _ in range(40):
+            start, size = time.time(), log.stat().st_size
+            time.sleep(0.1)
+            is_lit = log.stat().st_size > size
+            if start % 1 > 0.2 and int(time.time()) == int(start):
+                seen.add((int(start) % 2, is_lit))
+        self.assertEqual(seen, {(0, False), (1, True)})
+        self.assertTrue(c.has_sent("sda,0,0 SCSI none 00 00 00 00 00 00 len=0 ok"))
 
     def test_has_a_controller_light_its_drives(self):
         ata, refused = ',ATA,"MODEL-B",0001,-,-; smart-187=1', " status=lib-start-locate:"
