@@ -138,7 +138,7 @@ class Runs(unittest.TestCase):
     MIXED = ('0,9,3,HGST,"HUS724030ALS640",A1C4,-,-;\n1,8,1,ATA,"ST4000NM0033",SN04,-,-;\n'
              '1,8,2,ATA,"ST4000NM0035",SN04,-,-; interface=4 flash-revision=SN99\n'
              '0,8,1,SEAGATE,"ST600MM0006",0003,-,-; library=usr/lib64/libstorelibir-2.so\n'
-             '0,8,0,ATA,"ST4000NM0033",SN04,-,-; serial=BOTH\nsda,0,0,ATA,"ST4000NM0033",SN04,-,-; serial=BOTH\n'
+             '0,8,0,ATA,"ST4000NM0033",SN04,-,-; serial=BOTH\nsda,0,0,ATA,"ST4000NM0033",SN04,-,-; stand-in serial=BOTH\n'
              '2,1,1,SEAGATE,"ST600MM0006",0003,-,-; status=lib-pd-list:5\n')
     CHOICE = [  # drives in the order of the list: revisions, commands by storcli, by MegaCli, by neither
         ("sda,0,0", "SN04", "SN06", ["fw_download '-b0' '-t0' '-l' 'R//Data/sn06.lod' '-n' '-DDD'"] * 3),

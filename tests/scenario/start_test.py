@@ -15,7 +15,7 @@ HELP = USAGE + """    -A: show all drives
     -R <reldir>: look for files in <reldir> rather than in /
     -V: show program version(s)
 """
-DRIVE = 'sda,0,0,ATA,"ST4000NM0033",SN04,-,-;\n'
+DRIVE = 'sda,0,0,ATA,"ST4000NM0033",SN04,-,-; stand-in\n'
 MAP = "ST4000.* .* SN06 x-SN06.lod\n"
 IMAGE = {"Data/x-SN06.lod": "revision=SN06\n"}
 

@@ -15,7 +15,7 @@ FILES = {"Data/Map.txt": f"ST4000.* SN04 SN05 old.lod\nST4000.* SN0[0-6] SN06 {I
 
 
 def drive(target, words="", rev="SN04", host=0):
-    return f'sd{"abcdef"[target]},{host},{target},ATA,"ST4000NM0033",{rev},-,-; {words}\n'
+    return f'sd{"abcdef"[target]},{host},{target},ATA,"ST4000NM0033",{rev},-,-; stand-in {words}\n'
 
 
 def result(target, word="SUCCESS", now="SN06"):
@@ -54,7 +54,7 @@ class Update(unittest.TestCase):
 
     def test_chosen_drives_are_flashed_and_no_others(self):
         drives = (drive(0) + drive(1, rev="SN06") + 'sdd,1,8,HGST,"HUS",A1C4,-,-;\n'
-                  'sdc,1,7,SEAGATE,"ST600MM0006",0003,-,-;\n')
+                  'sdc,1,7,SEAGATE,"ST600MM0006",0003,-,-; stand-in\n')
         a, c = result(0), "sdc,1,7,SUCCESS,0003,;\n"  # its serial number page holds nothing but the serial number
         for config, options, results in [
                 ("", ["--targets", "ALL"], a + c),
@@ -100,8 +100,8 @@ class Update(unittest.TestCase):
         self.assertEqual(m.sent("sda,0,0")[1:4], [flash + "1 exit=1", flash + "2 exit=1", flash + "3 revision=SN06"])
 
     def test_what_drives_run_afterwards(self):
-        drives = (drive(0, "flash-needs-power-cycle") + 'sdb,0,1,SEAGATE,"ST600",0003,-,-; flash-needs-power-cycle\n'
-                  'sdc,0,2,SEAGATE,"ST600",0003,-,-; serial-page-revision\n')
+        drives = (drive(0, "flash-needs-power-cycle") + 'sdb,0,1,SEAGATE,"ST600",0003,-,-; stand-in flash-needs-power-cycle\n'
+                  'sdc,0,2,SEAGATE,"ST600",0003,-,-; stand-in serial-page-revision\n')
         m = Machine(self, drives, FILES).run("--targets", "ALL")
         self.assertEqual(m.out, result(0, "SUCCESS", "SN04") + "sdb,0,1,SUCCESS,0003,;\nsdc,0,2,SUCCESS,0003,0004;\n")
         for options, now in ([], ["SN04", "0003", "0004"]), (["--power-cycle"], ["SN06", "0004", "0004"]):

@@ -173,7 +173,7 @@ class Keyboard(unittest.TestCase):
     def test_lists_keymaps_by_name_and_loads_one(self):
         names = ("qwerty/us", "qwertz/de", "qwertz/de-latin1", "x/grün", "other/us", "")
         files = {f"{KEYMAPS}{name}.map.gz": "" for name in names}
-        files |= {KEYMAPS + "us.map": "", KEYMAPS + "dir.map.gz/file": ""}
+        files |= {KEYMAPS + "usual.map": "", KEYMAPS + "dir.map.gz/file": ""}
         for locale, special in (("C.UTF-8", "grün"), ("C", "gr??n")):
             for keys, loaded in (("\r", "qwertz/de"), ("vg", "qwertz/de-latin1"), ("vv\n", "x/grün"), ("q", ""),
                                  ("G", "")):

@@ -79,4 +79,9 @@ TEST(map, images_may_be_checked_and_files_missing)
     EXPECT_EQ(written_to(stderr, [&] { EXPECT_EQ(loadMap("/no/Map", &errors, {}, nullptr), nullptr); }),
               "/no/Map: No such file or directory\n");
     EXPECT_EQ(errors, 5);
+    /* What can't be read to its end may lack lines. */
+    EXPECT_EQ(
+        written_to(stderr, [&] { EXPECT_EQ(loadMap("/proc/self/mem", &errors, {}, nullptr), nullptr); }),
+        "/proc/self/mem: Input/output error\n");
+    EXPECT_EQ(errors, 6);
 }

@@ -15,7 +15,9 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb);
 
 /* The answer to an ATA command. What the drive does not know ends as ABORTED COMMAND, as through a SATA host.
  */
-reply run_ata_command(const drive_profile &profile, const drive_state &state, const ata_registers &regs);
+reply run_ata_command(const drive_profile &profile, drive_state &state, const ata_registers &regs);
+
+bool is_microcode_download(const ata_registers &regs);
 
 /* The answer to a command that the drive aborts. */
 reply aborted_command();

@@ -1,5 +1,7 @@
 #include "rehearsal/drive/ata_pages.h"
 
+#include "rehearsal/drive/firmware.h"
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -63,11 +65,9 @@ constexpr word_value identify_words[] = {
     {76,  0x010E}, /* SATA generations 1 to 3, queueing */
     {80,  0x03F0}, /* ATA/ATAPI-4 to ACS-2 */
     {82,  0x0069}, /* S.M.A.R.T., power management, write cache, look-ahead */
-    {83,  0x7400}, /* 48-bit addressing, flush cache */
-    {84,  0x4003}, /* S.M.A.R.T. error logging, self-test */
+    {83,  0x7401}, /* 48-bit addressing, flush cache, DOWNLOAD MICROCODE */
     {85,  0x0069}, /* the same, enabled */
-    {86,  0xB400},
-    {87,  0x4003},
+    {86,  0xB401},
     {88,  0x407F}, /* Ultra DMA mode 6 */
     {217, 7200  }, /* revolutions per minute */
     {222, 0x1060}, /* SATA 2.6 to 3.1 */
@@ -123,6 +123,21 @@ static void put_attribute(reply &page, uint8_t id, uint64_t raw)
     }
 }
 
+/* Where the drive says how it takes microcode. */
+static void put_download(std::span<uint8_t> page, const drive_profile &profile)
+{
+    constexpr uint16_t in_segments_bit = 0x0010;
+    const bool has_log = offers_mode(profile, 0x0E);
+    put_word(page, 69, profile.fw_dma ? 0x0100 : 0);
+    put_word(page, 84,
+             has_log ? 0x4023 : 0x4003); /* S.M.A.R.T. error logging, self-test; general purpose logging */
+    put_word(page, 87, has_log ? 0x4023 : 0x4003); /* the same, enabled */
+    for (const size_t word : {119, 120})
+        put_word(page, word, 0x4000 | (offers_mode(profile, 0x03) ? in_segments_bit : 0));
+    put_word(page, 234, profile.fw_min_blocks);
+    put_word(page, 235, profile.fw_max_blocks);
+}
+
 reply identify_page(const drive_profile &profile, const drive_state &state)
 {
     reply r = empty_page();
@@ -131,6 +146,7 @@ reply identify_page(const drive_profile &profile, const drive_state &state)
     put_ata_text(r.data, 10, 19, profile.serial, true);
     put_ata_text(r.data, 23, 26, state.revision, false);
     put_ata_text(r.data, 27, 46, profile.model, false);
+    put_download(r.data, profile);
     put_words(r.data, 60, 2, std::min(profile.blocks, max_28_bit_sectors));
     put_words(r.data, 100, 4, profile.blocks);
     put_word(r.data, 106, 0x4000);
@@ -139,6 +155,15 @@ reply identify_page(const drive_profile &profile, const drive_state &state)
         put_words(r.data, 117, 2, profile.block_length / 2);
     }
     put_words(r.data, 108, 4, 0x3000 | uint64_t{profile.index + 1} << 48);
+    return r;
+}
+
+reply capabilities_page()
+{
+    reply r;
+    r.data.resize(page_len);
+    put_words(r.data, 0, 4, 0x8000000000030001);
+    put_words(r.data, 8, 4, uint64_t{1} << 63 | uint64_t{1} << 34);
     return r;
 }
 

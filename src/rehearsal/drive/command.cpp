@@ -48,4 +48,24 @@ reply lba_out_of_range()
     return check_condition(key_illegal_request, 0x21, 0x00);
 }
 
+reply ata_registers_returned(uint8_t key, uint8_t code, uint8_t qualifier, uint8_t error, uint8_t status,
+                             uint8_t lba_mid, uint8_t lba_high)
+{
+    reply r;
+    r.status = status_check_condition;
+    r.sense.resize(22);
+    r.sense[0] = 0x72; /* current error, descriptor format */
+    r.sense[1] = key;
+    r.sense[2] = code;
+    r.sense[3] = qualifier;
+    r.sense[7] = 14;   /* what follows */
+    r.sense[8] = 0x09; /* ATA status return */
+    r.sense[9] = 12;
+    r.sense[11] = error;
+    r.sense[17] = lba_mid;
+    r.sense[19] = lba_high;
+    r.sense[21] = status;
+    return r;
+}
+
 } // namespace rehearsal

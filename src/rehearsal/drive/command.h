@@ -23,11 +23,14 @@ struct ata_registers {
     uint64_t transfer_len; /* most bytes that the transport will move */
     uint8_t protocol;      /* how data moves, by SAT's number */
     bool is_from_drive;    /* data, if any, comes from the drive */
+    std::span<const uint8_t> data; /* for the drive */
 };
 
 /* SAT's numbers of the protocols that are used here. */
 constexpr uint8_t sat_non_data = 3;
 constexpr uint8_t sat_pio_data_in = 4;
+constexpr uint8_t sat_pio_data_out = 5;
+constexpr uint8_t sat_dma = 6;
 
 struct request {
     std::span<const uint8_t> bytes;   /* the command block as sent */
@@ -71,5 +74,10 @@ reply check_condition(uint8_t key, uint8_t code, uint8_t qualifier);
 reply invalid_opcode();
 reply invalid_cdb_field();
 reply lba_out_of_range();
+
+/* What an ATA drive's registers say after a command, as a translator gives it (SAT): an ATA status return
+ * descriptor in sense data of the descriptor format. lba_mid and lba_high are bits 15:8 and 23:16. */
+reply ata_registers_returned(uint8_t key, uint8_t code, uint8_t qualifier, uint8_t error, uint8_t status,
+                             uint8_t lba_mid = 0, uint8_t lba_high = 0);
 
 } // namespace rehearsal

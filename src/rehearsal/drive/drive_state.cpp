@@ -31,6 +31,20 @@ static void take_state_line(std::string_view line, drive_state &state)
         state.flash_attempts = parse_number(line).value_or(0);
     else if (name == "commands")
         state.commands = parse_number(line).value_or(0);
+    else if (name == "download")
+        state.download = static_cast<unsigned>(parse_number(line).value_or(0));
+    else if (name == "received")
+        state.received = parse_number(line).value_or(0);
+    else if (name == "segments")
+        state.segments = parse_number(line).value_or(0);
+    else if (name == "deferred")
+        state.deferred = line;
+    else if (name == "announced")
+        state.announced_revision = line;
+    else if (name == "announced-size")
+        state.announced_size = parse_number(line).value_or(0);
+    else if (name == "busy-until")
+        state.busy_until_ms = parse_number(line).value_or(0);
 }
 
 static uint8_t saved_caching(const drive_profile &profile)
@@ -40,8 +54,11 @@ static uint8_t saved_caching(const drive_profile &profile)
 
 drive_state read_state(const machine &m, const drive_profile &profile)
 {
-    drive_state state{profile.rev, "", static_cast<uint16_t>(profile.attention), saved_caching(profile),
-                      0,           0};
+    drive_state state = {};
+    state.revision = profile.rev;
+    state.attention = static_cast<uint16_t>(profile.attention);
+    state.caching = saved_caching(profile);
+    state.image_path = state_path(m, profile) + ".image";
     std::string text;
     if (!read_file(state_path(m, profile), text)) return state;
     for (std::string_view rest = text; !rest.empty();)
@@ -65,6 +82,9 @@ void power_cycle(const drive_profile &profile, drive_state &state)
 {
     state.caching = saved_caching(profile);
     if (!state.pending.empty()) state.revision = std::exchange(state.pending, "");
+    if (!state.deferred.empty()) state.revision = std::exchange(state.deferred, "");
+    state.busy_until_ms = 0;
+    state.download = 0;
     state.attention = 0;
 }
 
@@ -73,7 +93,15 @@ bool write_state(const machine &m, const drive_profile &profile, const drive_sta
     std::string text;
     /* Only a flashed drive keeps its revision: of the others one may correct it in the inventory. */
     if (state.revision != profile.rev) text += "revision=" + state.revision + "\n";
-    if (!state.pending.empty()) text += "pending=" + state.pending + "\n";
+    for (const auto &[name, value] :
+         {std::pair("pending=", &state.pending), std::pair("deferred=", &state.deferred),
+          std::pair("announced=", &state.announced_revision)})
+        if (!value->empty()) text += name + *value + "\n";
+    for (const auto &[name, value] :
+         {std::pair("download", uint64_t{state.download}), std::pair("received", state.received),
+          std::pair("segments", state.segments), std::pair("announced-size", state.announced_size),
+          std::pair("busy-until", state.busy_until_ms)})
+        if (value != 0) text += format_text("%s=%llu\n", name, static_cast<unsigned long long>(value));
     text += format_text("attention=%u\ncaching=%u\nflash-attempts=%llu\ncommands=%llu\n", state.attention,
                         state.caching, static_cast<unsigned long long>(state.flash_attempts),
                         static_cast<unsigned long long>(state.commands));

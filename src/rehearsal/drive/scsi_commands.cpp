@@ -1,5 +1,7 @@
 #include "rehearsal/drive/scsi_commands.h"
 
+#include "rehearsal/drive/ata_pages.h"
+#include "rehearsal/drive/firmware.h"
 #include "rehearsal/drive/mode_pages.h"
 
 #include <algorithm>
@@ -10,8 +12,10 @@
 namespace rehearsal
 {
 
+constexpr uint8_t key_unit_attention = 0x06;
 constexpr size_t standard_inquiry_len = 96;
 constexpr uint8_t product_data_pages[] = {0x00, 0x80, 0x83};
+constexpr uint8_t translated_pages[] = {0x00, 0x80, 0x83, 0x89};
 
 /* Fixed-width text: blanks behind it, or cut. */
 static void put_text(std::span<uint8_t> bytes, size_t offset, size_t width, std::string_view text)
@@ -64,6 +68,20 @@ static reply identification_page(const drive_profile &profile)
     return product_data_page(profile, 0x83, content);
 }
 
+/* Who translates, and the drive's own IDENTIFY DEVICE data (SAT). */
+static reply ata_information_page(const drive_profile &profile, const drive_state &state)
+{
+    std::vector<uint8_t> content(568);
+    put_text(content, 4, 8, "SIM");
+    put_text(content, 12, 16, "TRANSLATOR");
+    put_text(content, 28, 4, "1");
+    content[32] = 0x34; /* the FIS that a drive signs in with */
+    content[52] = 0xEC; /* what follows came from IDENTIFY DEVICE */
+    const reply identity = identify_page(profile, state);
+    std::copy(identity.data.begin(), identity.data.end(), content.begin() + 56);
+    return product_data_page(profile, 0x89, content);
+}
+
 static reply standard_inquiry(const drive_profile &profile, const drive_state &state)
 {
     reply r;
@@ -86,11 +104,15 @@ static reply inquiry_data(const drive_profile &profile, const drive_state &state
     if (!wants_page) return page == 0 ? standard_inquiry(profile, state) : invalid_cdb_field();
     switch (page) {
     case 0x00:
-        return product_data_page(profile, 0x00, product_data_pages);
+        return product_data_page(profile, 0x00,
+                                 profile.is_ata() ? std::span<const uint8_t>(translated_pages)
+                                                  : std::span<const uint8_t>(product_data_pages));
     case 0x80:
         return serial_number_page(profile, state);
     case 0x83:
         return identification_page(profile);
+    case 0x89:
+        return profile.is_ata() ? ata_information_page(profile, state) : invalid_cdb_field();
     default:
         return invalid_cdb_field();
     }
@@ -154,6 +176,65 @@ static reply read_blocks(const drive_profile &profile, drive_state &, const requ
     return r;
 }
 
+static reply request_sense(const drive_profile &profile, drive_state &state, const request &req)
+{
+    constexpr uint8_t failure_prediction_threshold_exceeded = 0x5D;
+    const uint16_t told = std::exchange(state.attention, uint16_t{0});
+    const uint8_t code = told != 0                  ? static_cast<uint8_t>(told >> 8)
+                         : profile.predicts_failure ? failure_prediction_threshold_exceeded
+                                                    : uint8_t{0};
+    reply r;
+    r.data = check_condition(told != 0 ? key_unit_attention : 0, code, static_cast<uint8_t>(told)).sense;
+    return cut_to(r, req.bytes[4]);
+}
+
+static reply reply_to(verdict what)
+{
+    switch (what) {
+    case segment_taken:
+        return {};
+    case wrong_offset_or_length:
+        return invalid_cdb_field();
+    case wrong_content:
+        return check_condition(0x05, 0x26, 0x00); /* invalid field in parameter list */
+    default:
+        return check_condition(0x05, 0x2C, 0x00); /* command sequence error */
+    }
+}
+
+static reply write_buffer(const drive_profile &profile, drive_state &state, const request &req)
+{
+    constexpr std::pair<uint8_t, download_way> ways[] = {
+        {0x05, in_one_command      },
+        {0x07, in_segments         },
+        {0x0E, in_deferred_segments}
+    };
+    constexpr uint8_t activate_mode = 0x0F;
+    const uint8_t mode = req.bytes[1] & 0x1F;
+    const uint64_t offset = get_be(req.bytes, 3, 3);
+    const uint64_t len = get_be(req.bytes, 6, 3);
+    if (profile.is_ata()) return invalid_opcode(); /* as translators have it */
+    if (!offers_mode(profile, mode) || req.bytes[2] != 0 || len != req.data.size())
+        return invalid_cdb_field();
+    if (mode == activate_mode) return reply_to(activate_deferred(profile, state));
+    for (const auto &[number, way] : ways)
+        if (number == mode) return reply_to(take_segment(profile, state, way, offset, req.data));
+    return invalid_cdb_field();
+}
+
+static reply read_buffer(const drive_profile &profile, drive_state &, const request &req)
+{
+    constexpr uint8_t descriptor_mode = 0x03;
+    if ((req.bytes[1] & 0x1F) != descriptor_mode || profile.is_ata()) return invalid_cdb_field();
+    reply r;
+    r.data.resize(4);
+    r.data[0] = static_cast<uint8_t>(profile.fw_boundary);
+    put_be(r.data, 1, 3, profile.fw_capacity);
+    return cut_to(r, get_be(req.bytes, 6, 3));
+}
+
+static reply report_operation_codes(const drive_profile &profile, drive_state &state, const request &req);
+
 namespace
 {
 struct scsi_command {
@@ -163,33 +244,75 @@ struct scsi_command {
 };
 } // namespace
 
-constexpr uint8_t test_unit_ready = 0x00;
+constexpr uint8_t test_unit_ready_code = 0x00;
+constexpr uint8_t request_sense_code = 0x03;
 constexpr uint8_t inquiry_code = 0x12;
+constexpr uint8_t write_buffer_code = 0x3B;
+constexpr uint8_t report_luns_code = 0xA0;
 
 // clang-format off
 constexpr scsi_command commands[] = {
-    /* code             cdb_len */
-    {test_unit_ready,   6,  [](const drive_profile &, drive_state &, const request &) { return reply{}; }},
-    {0x08,              6,  read_blocks},      /* READ(6) */
-    {inquiry_code,      6,  inquiry},
-    {0x15,              6,  mode_select_6},
-    {0x1A,              6,  mode_sense_6},
-    {0x25,              10, read_capacity_10},
-    {0x28,              10, read_blocks},      /* READ(10) */
-    {0x88,              16, read_blocks},      /* READ(16) */
-    {0x9E,              16, read_capacity_16}, /* SERVICE ACTION IN(16) */
+    /* code                 cdb_len */
+    {test_unit_ready_code,  6,  [](const drive_profile &, drive_state &, const request &) { return reply{}; }},
+    {request_sense_code,    6,  request_sense},
+    {0x08,                  6,  read_blocks},            /* READ(6) */
+    {inquiry_code,          6,  inquiry},
+    {0x15,                  6,  mode_select_6},
+    {0x1A,                  6,  mode_sense_6},
+    {0x25,                  10, read_capacity_10},
+    {0x28,                  10, read_blocks},            /* READ(10) */
+    {write_buffer_code,     10, write_buffer},
+    {0x3C,                  10, read_buffer},
+    {0x88,                  16, read_blocks},            /* READ(16) */
+    {0x9E,                  16, read_capacity_16},       /* SERVICE ACTION IN(16) */
+    {0xA3,                  12, report_operation_codes}, /* MAINTENANCE IN */
 };
 // clang-format on
 
+static const scsi_command *find_command(uint8_t code)
+{
+    const auto *const found = std::find_if(std::begin(commands), std::end(commands),
+                                           [&](const scsi_command &c) { return c.code == code; });
+    return found == std::end(commands) ? nullptr : found;
+}
+
+/* REPORT SUPPORTED OPERATION CODES for one command (SPC-4). Of WRITE BUFFER the mode counts as service
+ * action. */
+static reply report_operation_codes(const drive_profile &profile, drive_state &, const request &req)
+{
+    constexpr uint8_t report_action = 0x0C;
+    enum { one_command = 1, one_service_action = 2 };
+    enum { not_supported = 1, supported = 3 };
+    const int options = req.bytes[2] & 0x07;
+    const uint8_t code = req.bytes[3];
+    const bool has_actions = code == write_buffer_code;
+    if ((req.bytes[1] & 0x1F) != report_action || profile.is_ata()) return invalid_cdb_field();
+    if (options != (has_actions ? one_service_action : one_command)) return invalid_cdb_field();
+    const bool is_known = has_actions ? offers_mode(profile, static_cast<uint8_t>(get_be(req.bytes, 4, 2)))
+                                      : find_command(code) != nullptr;
+    reply r;
+    r.data.resize(4);
+    r.data[1] = is_known ? supported : not_supported;
+    return cut_to(r, get_be(req.bytes, 6, 4));
+}
+
+/* What a drive answers whatever its state is. */
+static bool is_always_answered(uint8_t code)
+{
+    return code == inquiry_code || code == request_sense_code || code == report_luns_code;
+}
+
 std::optional<reply> unit_attention(drive_state &state, uint8_t code)
 {
-    constexpr uint8_t request_sense = 0x03;
-    constexpr uint8_t report_luns = 0xA0;
-    constexpr uint8_t key_unit_attention = 0x06;
-    if (state.attention == 0 || code == inquiry_code || code == request_sense || code == report_luns)
-        return {};
+    if (state.attention == 0 || is_always_answered(code)) return {};
     const uint16_t told = std::exchange(state.attention, uint16_t{0});
     return check_condition(key_unit_attention, static_cast<uint8_t>(told >> 8), static_cast<uint8_t>(told));
+}
+
+std::optional<reply> not_ready(const drive_state &state, uint8_t code)
+{
+    if (!is_busy(state) || is_always_answered(code)) return {};
+    return check_condition(0x02, 0x04, 0x01); /* becoming ready */
 }
 
 std::string inquiry_revision(const drive_profile &profile, const drive_state &state)
@@ -200,10 +323,14 @@ std::string inquiry_revision(const drive_profile &profile, const drive_state &st
 
 reply run_scsi_command(const drive_profile &profile, drive_state &state, const request &req)
 {
-    for (const scsi_command &command : commands)
-        if (command.code == req.bytes[0] && command.cdb_len == req.bytes.size())
-            return command.run(profile, state, req);
-    return invalid_opcode();
+    const scsi_command *const command = find_command(req.bytes[0]);
+    if (!command || command->cdb_len != req.bytes.size()) return invalid_opcode();
+    return command->run(profile, state, req);
+}
+
+bool is_firmware_download(const request &req)
+{
+    return req.bytes[0] == write_buffer_code;
 }
 
 } // namespace rehearsal

@@ -1,6 +1,7 @@
 #include "rehearsal/drive/simulated_drive.h"
 
 #include "rehearsal/drive/ata_commands.h"
+#include "rehearsal/drive/firmware.h"
 #include "rehearsal/drive/scsi_commands.h"
 #include "rehearsal/text/text.h"
 
@@ -42,9 +43,14 @@ static bool delivers_data(const reply &r)
 
 static reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
 {
+    const bool is_ata = req.ata && profile.is_ata();
+    settle(profile, state, is_ata ? is_microcode_download(*req.ata) : is_firmware_download(req));
     if (const auto attention = unit_attention(state, req.bytes[0])) return *attention;
-    if (!req.ata || !profile.is_ata()) return run_scsi_command(profile, state, req);
-    return run_ata_command(profile, state, *req.ata);
+    if (const auto busy = not_ready(state, req.bytes[0])) return *busy;
+    if (!is_ata) return run_scsi_command(profile, state, req);
+    ata_registers regs = *req.ata;
+    if (req.dir == direction::out) regs.data = req.data;
+    return run_ata_command(profile, state, regs);
 }
 
 static void set_checksum(reply &r)
@@ -113,7 +119,11 @@ std::string describe(const request &req)
     static constexpr const char *names[] = {"none", "in", "out"};
     std::string text = format_text("%s %s len=%zu", names[static_cast<int>(req.dir)],
                                    hex_text(req.bytes).c_str(), req.data.size());
-    if (req.dir == direction::out) text += " data=" + hex_text(req.data);
+    constexpr size_t max_shown = 64; /* the segments of an image would fill the log */
+    const bool is_cut = req.data.size() > max_shown;
+    if (req.dir == direction::out)
+        text +=
+            " data=" + hex_text(req.data.first(is_cut ? max_shown : req.data.size())) + (is_cut ? "..." : "");
     return text;
 }
 

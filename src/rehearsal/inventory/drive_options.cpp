@@ -46,13 +46,34 @@ static bool set_number(drive_profile &profile, std::string_view value)
     return true;
 }
 
+template <double drive_profile::*seconds>
 static bool set_seconds(drive_profile &profile, std::string_view value)
 {
     const std::string text(value);
     char *end = nullptr;
-    profile.flash_seconds = strtod(text.c_str(), &end);
-    return !text.empty() && *end == '\0' && profile.flash_seconds >= 0 &&
-           profile.flash_seconds <= max_flash_seconds;
+    profile.*seconds = strtod(text.c_str(), &end);
+    return !text.empty() && *end == '\0' && profile.*seconds >= 0 && profile.*seconds <= max_flash_seconds;
+}
+
+static bool set_modes(drive_profile &profile, std::string_view value)
+{
+    profile.fw_modes.clear();
+    while (!value.empty()) {
+        const auto mode = parse_bytes(cut_word(value, ','));
+        if (!mode || mode->size() != 1) return false;
+        profile.fw_modes.push_back(mode->front());
+    }
+    return !profile.fw_modes.empty();
+}
+
+static bool set_blocks(drive_profile &profile, std::string_view value)
+{
+    const auto least = parse_number(cut_word(value, '-'));
+    const auto most = parse_number(value);
+    if (!least || !most || *least > *most || *most > UINT16_MAX) return false;
+    profile.fw_min_blocks = *least;
+    profile.fw_max_blocks = *most;
+    return true;
 }
 
 /* "187=3" of smart-187=3 arrives here whole: the attribute is part of the word's name. */
@@ -117,6 +138,15 @@ constexpr drive_option option_table[] = {
     {"attention",            "CODE",                     set_number<&drive_profile::attention, UINT16_MAX>},
     {"command-ms",           "N",                        set_number<&drive_profile::command_ms, max_command_ms>},
     {"smart-ID",             "RAW",                      set_smart},
+    {"failing",              nullptr,                    set_flag<&drive_profile::predicts_failure>},
+    {"in-use",               nullptr,                    set_flag<&drive_profile::is_in_use>},
+    {"fw-modes",             "HEX[,HEX...]",             set_modes},
+    {"fw-boundary",          "POWER",                    set_number<&drive_profile::fw_boundary, 23>},
+    {"fw-capacity",          "BYTES",                    set_number<&drive_profile::fw_capacity, 0xFFFFFF>},
+    {"fw-blocks",            "MIN-MAX",                  set_blocks},
+    {"fw-dma",               nullptr,                    set_flag<&drive_profile::fw_dma>},
+    {"fw-busy",              "S",                        set_seconds<&drive_profile::fw_busy_seconds>},
+    {"fw-attention",         "N",                        set_number<&drive_profile::fw_attention>},
     {"host-driver",          "NAME",                     set_text<&drive_profile::host_driver>},
     {"no-attribute",         "NAME[,NAME...]",           add_attributes},
     {"no-block",             nullptr,                    set_flag<&drive_profile::no_block>},
@@ -131,13 +161,14 @@ constexpr drive_option option_table[] = {
     {"no-identify",          nullptr,                    refuse_identify},
     {"faults-after",         "N",                        set_number<&drive_profile::faults_after>},
     {"gone-after",           "N",                        set_number<&drive_profile::gone_after>},
+    {"stand-in",             nullptr,                    set_flag<&drive_profile::wants_stand_in>},
     {"flash-revision",       "TEXT",                     set_text<&drive_profile::flash_revision>},
     {"flash-fails",          "N",                        set_number<&drive_profile::flash_fails>},
     {"flash-exit",           "STATUS",                   set_number<&drive_profile::flash_exit, 255>},
     {"flash-signal",         "N",                        set_number<&drive_profile::flash_signal, 64>},
     {"flash-works-anyway",   nullptr,                    set_flag<&drive_profile::flash_works_anyway>},
     {"flash-needs-power-cycle", nullptr,                 set_flag<&drive_profile::flash_needs_power_cycle>},
-    {"flash-seconds",        "S",                        set_seconds},
+    {"flash-seconds",        "S",                        set_seconds<&drive_profile::flash_seconds>},
     {"flash-noise",          "BYTES",                    set_number<&drive_profile::flash_noise>},
 };
 // clang-format on

@@ -40,7 +40,20 @@ struct drive_profile {
     uint64_t command_ms = 0;           /* how long a command takes, really waited for */
     std::vector<std::pair<uint8_t, uint64_t>> smart; /* attribute and raw value, over the usual ones */
 
+    bool predicts_failure = false; /* S.M.A.R.T. thresholds are passed */
+
+    /* How it takes firmware. */
+    std::vector<uint8_t> fw_modes;  /* of WRITE BUFFER or DOWNLOAD MICROCODE; empty: the usual ones */
+    uint64_t fw_boundary = 9;       /* offsets are multiples of 2 to this power */
+    uint64_t fw_capacity = 4 << 20; /* bytes of an image */
+    uint64_t fw_min_blocks = 0;     /* of a segment, in IDENTIFY words 234 and 235; 0: no limit */
+    uint64_t fw_max_blocks = 0;
+    bool fw_dma = false;        /* DOWNLOAD MICROCODE DMA as well */
+    double fw_busy_seconds = 0; /* not ready after it took an image */
+    uint64_t fw_attention = 0;  /* segment in front of which a unit attention stands; 0: none */
+
     /* How the kernel presents it. */
+    bool is_in_use = false;  /* its block device is held exclusively */
     std::string host_driver; /* empty: as the other drives of the host say */
     std::vector<std::string> no_attribute;
     bool no_block = false;
@@ -68,6 +81,7 @@ struct drive_profile {
         flash_fails; /* so many first attempts fail; unset: all, if a way to fail is given */
     uint64_t flash_exit = 0;
     uint64_t flash_signal = 0;
+    bool wants_stand_in = false;          /* also without the words that only a stand-in obeys */
     bool flash_works_anyway = false;      /* one that fails changes the revision all the same */
     bool flash_needs_power_cycle = false; /* what it takes runs only after one */
     double flash_seconds = 0;

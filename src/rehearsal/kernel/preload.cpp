@@ -13,6 +13,7 @@
 #include "rehearsal/machine/machine.h"
 #include "rehearsal/text/text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdarg>
@@ -32,15 +33,15 @@ constexpr std::string_view simulated_trees[] = {
     "/sys/class/scsi_device",
     "/sys/class/scsi_host",
     "/sys/class/scsi_generic",
+    "/sys/block",
 };
 /* Of these every rehearsal has its own, so that many run side by side and none leaves a script behind that
  * calls real tools. */
 constexpr std::string_view own_files[] = {
-    "/run/vandrel.lock",
-    "/tmp/Script.sh",
-    "/tmp/Vandrel_VERBOSE",
+    "/proc/self/mountinfo", "/proc/swaps", "/run/vandrel.lock", "/tmp/Script.sh", "/tmp/Vandrel_VERBOSE",
 };
 constexpr std::string_view node_prefix = "/dev/sg";
+constexpr std::string_view disk_prefix = "/dev/sd";
 constexpr int sg_driver_version = 30536;
 
 static bool is_node(std::string_view path)
@@ -48,9 +49,15 @@ static bool is_node(std::string_view path)
     return path.starts_with(node_prefix) && rehearsal::parse_number(path.substr(node_prefix.size()));
 }
 
+static bool is_disk(std::string_view path)
+{
+    return path.starts_with(disk_prefix) &&
+           path.find_first_not_of("abcdefghijklmnopqrstuvwxyz", disk_prefix.size()) == std::string_view::npos;
+}
+
 static bool is_simulated(std::string_view path)
 {
-    if (is_node(path)) return true;
+    if (is_node(path) || is_disk(path)) return true;
     for (const std::string_view file : own_files)
         if (path == file) return true;
     for (const std::string_view tree : simulated_trees)
@@ -101,6 +108,17 @@ static const drive_profile *drive_of_descriptor(const machine &m, int fd)
     return len > 0 ? drive_of_node(m, {path, static_cast<size_t>(len)}) : nullptr;
 }
 
+/* A disk that somebody else has mounted can't be claimed. */
+static bool is_claimed(const machine &m, std::string_view path)
+{
+    if (!path.starts_with(m.dir)) return false;
+    path.remove_prefix(m.dir.size());
+    if (!is_disk(path)) return false;
+    path.remove_prefix(std::string_view("/dev/").size());
+    return std::any_of(m.drives.begin(), m.drives.end(),
+                       [&](const drive_profile &d) { return d.is_in_use && d.adapter == path; });
+}
+
 static bool has_left(const machine &m, const drive_profile &profile)
 {
     return profile.gone_after && is_gone(profile, read_state(m, profile));
@@ -115,6 +133,10 @@ static int open_redirected(int dir, const char *path, int flags, mode_t mode)
         const drive_profile *const profile = drive_of_node(m, target.path());
         if (profile && has_left(m, *profile)) {
             errno = ENXIO; /* the kernel's answer while the node of a dead drive is still there */
+            return -1;
+        }
+        if ((flags & O_EXCL) != 0 && (flags & O_CREAT) == 0 && is_claimed(m, target.path())) {
+            errno = EBUSY;
             return -1;
         }
     }

@@ -87,6 +87,36 @@ static void add_attributes(tree_builder &tree, const drive_profile &profile, con
             tree.add_file(device + "/" + name, text);
 }
 
+/* Number 8:N of a disk; the first 16 have one of this form. */
+static std::string device_number(const drive_profile &profile)
+{
+    constexpr unsigned minors_of_a_disk = 16;
+    return format_text("8:%u", profile.index * minors_of_a_disk);
+}
+
+/* The disk as the block layer has it, with what it carries in one command. */
+static void add_disk(tree_builder &tree, const machine &m, const drive_profile &profile)
+{
+    const std::string block = m.sys_dir() + "/block/" + profile.adapter;
+    tree.add_file(block + "/dev", device_number(profile) + "\n");
+    tree.add_file(block + "/queue/max_hw_sectors_kb", "32767\n");
+    tree.add_file(block + "/queue/max_segments", "168\n");
+    tree.add_dir(block + "/holders");
+    tree.add_file(m.dev_dir() + "/" + profile.adapter, "");
+}
+
+/* /proc/self/mountinfo, of the disks that are in use. */
+static std::string mounts_of(const machine &m)
+{
+    std::string lines;
+    for (const drive_profile &profile : m.drives)
+        if (profile.is_in_use)
+            lines +=
+                format_text("%u 1 %s / /srv/%s rw - ext4 /dev/%s rw\n", 100 + profile.index,
+                            device_number(profile).c_str(), profile.adapter.c_str(), profile.adapter.c_str());
+    return lines;
+}
+
 static void add_drive(tree_builder &tree, const machine &m, const drive_profile &profile)
 {
     const std::string address = profile.address();
@@ -104,6 +134,7 @@ static void add_drive(tree_builder &tree, const machine &m, const drive_profile 
         tree.add_link(device + "/block:" + profile.adapter, "../../../../block/" + profile.adapter);
     else if (!profile.no_block)
         tree.add_link(device + "/block/" + profile.adapter + "/device", up);
+    if (!profile.no_block && !profile.is_behind_controller()) add_disk(tree, m, profile);
     tree.add_link(m.sys_dir() + "/class/scsi_device/" + address,
                   "../../" + place + "/scsi_device/" + address);
     tree.add_link(m.sys_dir() + "/class/scsi_generic/" + node, "../../" + place + "/scsi_generic/" + node);
@@ -130,6 +161,7 @@ std::string build_sysfs(const machine &m, bool is_without_scsi)
     tree.remove(m.dev_dir());
     tree.add_dir(m.dev_dir());
     tree.add_dir(m.sys_dir() + "/class");
+    tree.add_file(m.dir + "/proc/self/mountinfo", mounts_of(m));
     if (is_without_scsi) return tree.error();
     for (const char *name : {"scsi_device", "scsi_generic", "scsi_host"})
         tree.add_dir(m.sys_dir() + "/class/" + name);

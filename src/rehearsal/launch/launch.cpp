@@ -66,6 +66,7 @@ std::string find_parts(parts &found)
         path = find_part("../libexec/vandrel/", name, mode);
         if (path.empty()) return std::string(name) + " is not installed";
     }
+    found.shipped_tool = find_part("../sbin/", "vandrel-fw-download", X_OK);
     if (found.preload.find_first_of(" :") != std::string::npos)
         return found.preload + ": a path with a blank or a colon cannot be preloaded";
     if (const char *const chosen = getenv("VANDREL"); chosen && *chosen != '\0')

@@ -12,7 +12,8 @@ struct parts {
     std::string vandrel; /* a path, or a plain name to be searched for */
     std::string preload;
     std::string stand_in;
-    std::string storelib; /* what is placed as the controllers' library */
+    std::string shipped_tool; /* empty: there is none */
+    std::string storelib;     /* what is placed as the controllers' library */
 };
 
 /* An empty result means success, else it says what is missing. */

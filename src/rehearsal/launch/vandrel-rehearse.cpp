@@ -167,7 +167,7 @@ static std::string build_machine(const settings &set, const machine &m, const st
     const bool is_without_scsi =
         std::find(set.without.begin(), set.without.end(), sysfs) != set.without.end();
     if (std::string failed = build_sysfs(m, is_without_scsi); !failed.empty()) return failed;
-    root_request root{"", found.stand_in, found.storelib, found.preload, set.without};
+    root_request root{"", found.stand_in, found.shipped_tool, found.storelib, found.preload, set.without};
     if (!set.vandrel.given_root.empty()) {
         root.given = absolute(set.vandrel.given_root);
         if (!fs::is_directory(root.given)) return set.vandrel.given_root + ": no directory";

@@ -113,6 +113,15 @@ static bool has(const std::string &text, char c)
     return text.find(c) != std::string::npos;
 }
 
+/* Several segments, of a size that an ATA drive can take. */
+static std::string made_up_image(const std::string &revision)
+{
+    constexpr size_t size = 128 * 1024;
+    std::string image = "revision=" + revision + "\nsize=" + std::to_string(size) + "\n";
+    image.resize(size, '.');
+    return image;
+}
+
 static std::string make_up_images(const machine &m, const fs::path &data)
 {
     for (const drive_profile &profile : m.drives) {
@@ -121,7 +130,7 @@ static std::string make_up_images(const machine &m, const fs::path &data)
         std::error_code error;
         if (name.empty() || fs::exists(path, error)) continue;
         fs::create_directories(path.parent_path(), error);
-        if (!write_file(path, "revision=" + profile.new_rev + "\n")) return failure(path, strerror(errno));
+        if (!write_file(path, made_up_image(profile.new_rev))) return failure(path, strerror(errno));
     }
     return {};
 }
@@ -204,6 +213,10 @@ std::string prepare_root(const machine &m, const root_request &request)
         if (std::string failed = replace_link(request.stand_in, root / "sbin" / t.name); !failed.empty())
             return failed;
     }
+    if (!request.shipped_tool.empty())
+        if (std::string failed = replace_link(request.shipped_tool, root / shipped_tool_path);
+            !failed.empty())
+            return failed;
     if (std::string failed = place_libraries(m, request); !failed.empty()) return failed;
     return request.given.empty() ? make_up_tree(m, root) : link_given_tree(request.given, root);
 }

@@ -13,11 +13,15 @@ namespace rehearsal
 /* Says in root_request that the controllers' libraries are not installed. */
 constexpr char no_libraries[] = "storelib";
 
+/* The flashing tool that ships, below the root; without it the stand-in flashes every drive. */
+constexpr char shipped_tool_path[] = "sbin/vandrel-fw-download";
+
 struct root_request {
-    std::string given;    /* absolute path of the tree whose files are to be used; empty: make some up */
-    std::string stand_in; /* the program that stands in for all tools */
-    std::string storelib; /* the shared object that stands in for the controllers' library */
-    std::string preload;  /* a shared object without that library's entry points */
+    std::string given;        /* absolute path of the tree whose files are to be used; empty: make some up */
+    std::string stand_in;     /* the program that stands in for all tools */
+    std::string shipped_tool; /* vandrel-fw-download; empty: there is none */
+    std::string storelib;     /* the shared object that stands in for the controllers' library */
+    std::string preload;      /* a shared object without that library's entry points */
     std::vector<std::string> without; /* tools that are to be missing, or no_libraries */
 };
 

@@ -2,6 +2,7 @@
 
 #include "rehearsal/controllers/controller.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/machine/root_tree.h"
 #include "rehearsal/text/files.h"
 #include "rehearsal/text/text.h"
 
@@ -12,6 +13,7 @@
 #include <filesystem>
 #include <optional>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
@@ -195,6 +197,33 @@ static bool is_present(const machine &m, const drive_profile *profile)
     return profile && !is_gone(*profile, read_state(m, *profile));
 }
 
+/* What no tool can be made to do by a drive. */
+static bool needs_stand_in(const drive_profile &profile)
+{
+    return profile.wants_stand_in || profile.flash_fails || profile.flash_exit != 0 ||
+           profile.flash_signal != 0 || profile.flash_works_anyway || profile.flash_seconds > 0 ||
+           profile.flash_noise != 0;
+}
+
+/* Becomes the flashing tool that ships, if there is one. The drive is told what the image is, for one that
+ * does not say so itself. Returns where it is not. */
+static void run_shipped_tool(const machine &m, const drive_profile &profile, char **argv)
+{
+    const std::string tool = m.root_dir() + "/" + shipped_tool_path;
+    if (access(tool.c_str(), X_OK) == -1) return;
+    const std::string image = argv[4];
+    std::error_code error;
+    const auto size = fs::file_size(image, error);
+    drive_state state = read_state(m, profile);
+    state.announced_revision = revision_in_image(image).value_or("");
+    state.announced_size = error ? 0 : size;
+    ++state.flash_attempts;
+    write_state(m, profile, state);
+    log_event(m, profile, "flash " + image_for_log(m, image) + " by vandrel-fw-download");
+    execv(tool.c_str(), argv);
+    perror(tool.c_str());
+}
+
 static int run_fw_download(int argc, char **argv)
 {
     static constexpr char usage[] = "usage: fw_download -bHOST -tTARGET -l IMAGE -n -DDD";
@@ -211,6 +240,7 @@ static int run_fw_download(int argc, char **argv)
     const drive_profile *const profile = find_direct_drive(*m, host, target);
     if (!is_present(*m, profile))
         return complain(name, no_such_drive, format_text("no drive at host %u, target %u", host, target));
+    if (!needs_stand_in(*profile)) run_shipped_tool(*m, *profile, argv);
     return flash(*m, *profile, name, argv[4]);
 }
 
