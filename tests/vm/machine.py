@@ -6,6 +6,7 @@ Nothing here knows what a scenario looks for.
 
 import dataclasses
 import io
+import os
 import pathlib
 import platform
 import re
@@ -22,9 +23,10 @@ HERE = pathlib.Path(__file__).resolve().parent
 
 # What the guest loads by name; modprobe finds what these need in turn.
 MODULES = ("virtio_pci", "virtio_console", "sd_mod", "sr_mod", "sg", "ahci", "virtio_scsi", "megaraid_sas", "xhci-pci",
-           "usb-storage", "scsi_debug", "target_core_user", "tcm_loop")
+           "usb-storage", "scsi_debug", "target_core_user", "tcm_loop", "ext4", "dm_mod", "raid1")
 # Real programs, for /usr/bin; BusyBox, in /bin, comes after them on the guest's search path.
-TOOLS = ("bash", "modprobe", "lsscsi", "sg_inq", "sg_readcap", "sg_modes", "hdparm")
+TOOLS = ("bash", "modprobe", "lsscsi", "sg_inq", "sg_readcap", "sg_modes", "hdparm", "sg_write_buffer", "dmsetup",
+         "mdadm")
 
 
 def run(*command, **options):
@@ -131,8 +133,8 @@ def build_initramfs(work, kernel, vandrel, scenario):
         add_program(tree, path or sys.exit(f"{tool} is not installed"), f"usr/bin/{tool}")
     (tree / "bin/bash").symlink_to("/usr/bin/bash")
     add_program(tree, vandrel, "usr/sbin/vandrel")
-    run("cc", "-O2", "-Wall", "-Wextra", "-Werror", "-o", work / "user_drive", HERE / "guest/user_drive.c")
-    add_program(tree, work / "user_drive", "usr/sbin/user_drive")
+    add_program(tree, pathlib.Path(vandrel).with_name("vandrel-fw-download"), "usr/sbin/vandrel-fw-download")
+    add_program(tree, os.environ["USER_DRIVE"], "usr/sbin/user_drive")
     add_modules(tree, kernel)
     for source, target in (("guest/init", "init"), ("guest/lib.sh", "vm/lib.sh"),
                            ("guest/fw_download", "vm/fw_download"), (f"scenarios/{scenario}.sh", "vm/scenario.sh")):
