@@ -66,10 +66,14 @@ class Start(unittest.TestCase):
             ("SN05", ["-M", "maps/other", "-f", "-n"], line("SN05", '"gone.lod"', "SN05"), ""),
             ("SN04", ["-M", "maps/none"], line(), "R/maps/none: No such file or directory\n"),
             ("SN04", ["-M", "maps"], line(), "R/maps: not a regular file\n"),
+            ("SN04", ["-M", "maps/pipe"], line(), "R/maps/pipe: not a regular file\n"),
+            ("SN04", ["-M", "maps/link"], other, missing),
         ]
         for rev, options, listing, said in cases:
             with self.subTest(rev=rev, options=options):
                 m = Machine(self, DRIVE.replace("SN04", rev), files).run("-V")
+                os.mkfifo(m.root / "maps/pipe")
+                (m.root / "maps/link").symlink_to("other")
                 m.run("--list", *(word.replace("ROOT", str(m.root)) for word in options), direct=True)
                 self.assertEqual((m.status, m.out, m.err, m.diagnostics), (0, listing, "", said))
 

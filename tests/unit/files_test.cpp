@@ -55,25 +55,6 @@ TEST(files, what_stands_in_the_way_is_replaced_and_never_followed)
     }
 }
 
-TEST(files, only_a_regular_file_is_data)
-{
-    temp_dir dir;
-    ASSERT_EQ(mkfifo(dir.path("fifo").c_str(), 0600), 0);
-    fs::create_symlink(dir.write("file", "text"), dir.path("link"));
-    for (const auto &[name, is_data] : {
-             std::pair{"file", true },
-             {"link", true },
-             {"fifo", false},
-             {".",    false}
-    }) {
-        const std::string path = dir.path(name);
-        file_ptr f;
-        EXPECT_EQ(written_to(stderr, [&] { f = open_data_file(path.c_str()); }),
-                  is_data ? "" : path + ": not a regular file\n");
-        EXPECT_EQ(f != nullptr, is_data);
-    }
-}
-
 TEST(files, what_does_not_reach_the_disk_is_reported)
 {
     for (const bool early : {false, true}) {
