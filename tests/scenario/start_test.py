@@ -1,6 +1,5 @@
 """The command line, Config.txt, the map and what else is read from files, good and bad."""
 import os
-import random
 import unittest
 
 from machine import BUILD, Machine
@@ -107,15 +106,3 @@ class Lost(unittest.TestCase):
                 m.run(*options, direct=True, **where)
                 self.assertEqual(m.status, 1)
                 self.assertRegex(m.diagnostics, "standard output: (No space left on device|Bad file descriptor)\n$")
-
-
-class Junk(unittest.TestCase):
-    def test_junk_in_every_file(self):
-        names = ["Data/Config.txt", "Data/ULL", "Data/vendor.csv", "VERSION", "Data/Map.txt"]
-        noise = random.Random(1).randbytes(100000).replace(b"=", b"-")
-        for junk in [bytes(5000) + b"\n\0\n", b"(" * 20000, b'"' * 20001, b"a=" * 10000, noise,
-                     b"ST.* .* R x-SN06.lod " * 999]:
-            with self.subTest(junk=junk[:20]):
-                m = Machine(self, DRIVE, {name: junk + b"\n" + MAP.encode() for name in names} | IMAGE)
-                m.run("--targets", "sda,0,0")
-                self.assertEqual((m.status, m.out, m.err), (0, "sda,0,0,SUCCESS,SN04,SN06;\n", ""))
