@@ -64,7 +64,7 @@ def unpack_kernel(fresh):
 def install_debian(fresh):
     """Debian's required packages, an init, what the package under test depends on, and real keyboard tools. Of this
     machine's own release: the package was built with its libraries."""
-    run("debootstrap", "--variant=minbase", "--include=sysvinit-core,kmod,kbd,libncursesw6",
+    run("debootstrap", "--variant=minbase", "--include=sysvinit-core,kmod,kbd,libncursesw6,sg3-utils",
         platform.freedesktop_os_release()["VERSION_CODENAME"], fresh, stdout=subprocess.DEVNULL)
     for unused in ("usr/share/doc", "usr/share/locale", "usr/share/man", "var/cache/apt", "var/lib/apt/lists"):
         shutil.rmtree(fresh / unused)
@@ -150,7 +150,7 @@ def build_debian_initramfs(work, kernel, debian, files):
     (tree / "usr/lib").mkdir(parents=True)
     (tree / "lib").symlink_to("usr/lib")        # as there
     add_modules(tree, kernel)
-    add_file(tree, HERE / "guest/fw_download", "usr/sbin/fw_download")
+    add_file(tree, HERE / "guest/fw_download", "usr/local/sbin/fw_download")    # a site's own
     for path, content in files.items():
         (tree / path).parent.mkdir(parents=True, exist_ok=True)
         (tree / path).write_bytes(content)

@@ -54,7 +54,7 @@ def session(keyboard):
           r'sd.,\d+,0,ATA,"QEMU HARDDISK",2.5\+,2.6\+,"sata.lod";', r'sd.,\d+,0,ACME,"ALPHA",0001,0002,"alpha.lod";')
     shell("vandrel-maplint /Data/Map.txt; echo maplint $?", "maplint 0")
     shell("dpkg -P vandrel && /vm/list | diff /tmp/before - && echo nothing' is left'", "nothing is left")
-    shell("dpkg -i /vandrel.deb", "Setting up")
+    shell("dpkg -i /vandrel.deb; /usr/sbin/fw_download --version", "Setting up", "vandrel-fw-download 1")
     shell("vandrel -A")
     keyboard.wait_for(r"\*\*\* Select keyboard mapping \(Vandrel V7\).*us .*for act")
     keyboard.type("\r")
