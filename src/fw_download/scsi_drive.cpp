@@ -15,7 +15,6 @@ constexpr uint8_t ata_information_page = 0x89;
 constexpr uint8_t op_write_buffer = 0x3B;
 constexpr uint8_t asc_unknown_command = 0x20;
 constexpr uint8_t asc_failure_predicted = 0x5D;
-constexpr uint8_t key_not_ready = 2;
 
 /* A text field of what a drive sent: what a terminal might obey reads '?'. */
 static std::string field(std::span<const uint8_t> bytes)

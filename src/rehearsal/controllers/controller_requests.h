@@ -3,7 +3,8 @@
 #pragma once
 
 #include "device/storelib/abi.h"
-#include "rehearsal/controllers/controller.h"
+#include "rehearsal/machine/machine.h"
+#include "rehearsal/profile/libraries.h"
 
 namespace rehearsal
 {

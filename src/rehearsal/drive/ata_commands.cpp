@@ -158,14 +158,6 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
     return regs;
 }
 
-reply aborted_command()
-{
-    constexpr uint8_t key_aborted_command = 0x0B;
-    constexpr uint8_t error_abort = 0x04;
-    constexpr uint8_t status_error = 0x51;
-    return ata_registers_returned(key_aborted_command, 0, 0, error_abort, status_error);
-}
-
 bool is_microcode_download(const ata_registers &regs)
 {
     return regs.command == microcode_code || regs.command == microcode_dma_code;

@@ -1,8 +1,8 @@
 /* ata_commands.h - the ATA command set of a simulated disk (ACS-3) and its way through SCSI (SAT-3). */
 #pragma once
 
-#include "rehearsal/drive/command.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/profile/command.h"
 
 #include <optional>
 #include <span>
@@ -18,8 +18,5 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb);
 reply run_ata_command(const drive_profile &profile, drive_state &state, const ata_registers &regs);
 
 bool is_microcode_download(const ata_registers &regs);
-
-/* The answer to a command that the drive aborts. */
-reply aborted_command();
 
 } // namespace rehearsal

@@ -1,8 +1,8 @@
 /* ata_pages.h - the 512-byte pages that an ATA drive delivers. Words are little-endian. */
 #pragma once
 
-#include "rehearsal/drive/command.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/profile/command.h"
 
 namespace rehearsal
 {

@@ -3,8 +3,8 @@
  * image comes once, in order, without gaps, by one way, and whole. */
 #pragma once
 
-#include "rehearsal/drive/command.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/profile/command.h"
 
 namespace rehearsal
 {

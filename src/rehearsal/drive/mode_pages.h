@@ -1,8 +1,8 @@
 /* mode_pages.h - MODE SENSE(6) and MODE SELECT(6) of the caching page. */
 #pragma once
 
-#include "rehearsal/drive/command.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/profile/command.h"
 
 namespace rehearsal
 {

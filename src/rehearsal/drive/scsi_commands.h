@@ -1,8 +1,8 @@
 /* scsi_commands.h - the SCSI command set of a simulated disk (SPC-4, SBC-3), as far as anyone here asks. */
 #pragma once
 
-#include "rehearsal/drive/command.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/profile/command.h"
 
 #include <optional>
 #include <string>

@@ -1,8 +1,8 @@
 /* simulated_drive.h - a drive that answers commands, whatever transport brings them. */
 #pragma once
 
-#include "rehearsal/drive/command.h"
 #include "rehearsal/drive/drive_state.h"
+#include "rehearsal/profile/command.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "rehearsal/inventory/drive_options.h"
 
-#include "rehearsal/controllers/controller.h"
+#include "rehearsal/profile/libraries.h"
 #include "rehearsal/text/text.h"
 
 #include <algorithm>

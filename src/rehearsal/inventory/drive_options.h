@@ -1,7 +1,7 @@
 /* drive_options.h - the words that may follow a drive's line in an inventory. */
 #pragma once
 
-#include "rehearsal/inventory/drive_profile.h"
+#include "rehearsal/profile/drive_profile.h"
 
 #include <string>
 #include <string_view>

@@ -1,7 +1,7 @@
 #include "rehearsal/inventory/inventory.h"
 
-#include "rehearsal/controllers/controller.h"
 #include "rehearsal/inventory/drive_options.h"
+#include "rehearsal/profile/libraries.h"
 #include "rehearsal/text/text.h"
 
 #include <algorithm>

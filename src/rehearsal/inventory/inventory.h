@@ -5,7 +5,7 @@
  * value in double quotes when it holds blanks. A line whose first non-blank is '#' is a comment. */
 #pragma once
 
-#include "rehearsal/inventory/drive_profile.h"
+#include "rehearsal/profile/drive_profile.h"
 
 #include <string>
 #include <string_view>

@@ -3,9 +3,9 @@
 #include "rehearsal/inventory/inventory.h"
 #include "rehearsal/kernel/sysfs_tree.h"
 #include "rehearsal/launch/launch.h"
+#include "rehearsal/launch/root_tree.h"
 #include "rehearsal/launch/vandrel_arguments.h"
 #include "rehearsal/machine/machine.h"
-#include "rehearsal/machine/root_tree.h"
 #include "rehearsal/text/files.h"
 #include "rehearsal/tools/flash_tools.h"
 

@@ -35,6 +35,16 @@ const drive_profile *find_direct_drive(const machine &m, unsigned host, unsigned
     return nullptr;
 }
 
+const drive_profile *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
+                                           unsigned slot)
+{
+    for (const drive_profile &profile : m.drives)
+        if (profile.is_behind_controller() && profile.controller == controller && profile.host == enclosure &&
+            profile.slot == slot)
+            return &profile;
+    return nullptr;
+}
+
 void log_event(const machine &m, std::string_view label, std::string_view text)
 {
     append_to_file(m.dir + "/commands.log", std::string(label) + " " + std::string(text) + "\n");

@@ -4,11 +4,11 @@
  *     commands.log   everything sent to a drive and every run of a flashing tool, in order
  *     sleeps.log     every pause that a program asked for
  *     sys/, dev/     what stands for /sys and /dev
- *     tmp/, run/     the update script, the diagnostics switch and the lock, which have one place on a
- * machine root/          the tree given to the program with -R */
+ *     tmp/, run/     the update script, the diagnostics switch and the lock: one place on a machine
+ *     root/          the tree given to the program with -R */
 #pragma once
 
-#include "rehearsal/inventory/drive_profile.h"
+#include "rehearsal/profile/drive_profile.h"
 
 #include <memory>
 #include <string>
@@ -20,6 +20,9 @@ namespace rehearsal
 
 /* Names the rehearsal directory to the preloaded library and to the stand-ins. */
 constexpr char dir_variable[] = "VANDREL_REHEARSAL";
+
+/* The flashing tool that ships, below the root; without it the stand-in flashes every drive. */
+constexpr char shipped_tool_path[] = "sbin/vandrel-fw-download";
 
 struct machine {
     std::string dir; /* absolute */
@@ -41,6 +44,10 @@ const machine *current_machine();
 
 /* The first directly attached drive with this host and target, or null. */
 const drive_profile *find_direct_drive(const machine &m, unsigned host, unsigned target);
+
+/* The first drive at this place behind a controller, or null. */
+const drive_profile *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
+                                           unsigned slot);
 
 /* Appends "LABEL TEXT" to the command log; a drive's label is its own. */
 void log_event(const machine &m, std::string_view label, std::string_view text);

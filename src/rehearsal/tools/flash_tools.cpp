@@ -1,8 +1,6 @@
 #include "rehearsal/tools/flash_tools.h"
 
-#include "rehearsal/controllers/controller.h"
 #include "rehearsal/drive/drive_state.h"
-#include "rehearsal/machine/root_tree.h"
 #include "rehearsal/text/files.h"
 #include "rehearsal/text/text.h"
 

@@ -1,4 +1,4 @@
-#include "rehearsal/drive/faults.h"
+#include "rehearsal/profile/faults.h"
 
 #include "rehearsal/text/text.h"
 

@@ -5,7 +5,7 @@
  * its like are requests to a controller's library. */
 #pragma once
 
-#include "rehearsal/drive/effects.h"
+#include "rehearsal/profile/effects.h"
 
 #include <optional>
 #include <string_view>

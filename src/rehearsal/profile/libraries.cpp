@@ -1,4 +1,4 @@
-#include "rehearsal/controllers/controller.h"
+#include "rehearsal/profile/libraries.h"
 
 #include <iterator>
 
@@ -36,16 +36,6 @@ const char *entry_point_of(unsigned library_type)
 uint32_t controller_id(const drive_profile &profile)
 {
     return library_type(profile.library) << 24 | profile.controller;
-}
-
-const drive_profile *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
-                                           unsigned slot)
-{
-    for (const drive_profile &profile : m.drives)
-        if (profile.is_behind_controller() && profile.controller == controller && profile.host == enclosure &&
-            profile.slot == slot)
-            return &profile;
-    return nullptr;
 }
 
 } // namespace rehearsal

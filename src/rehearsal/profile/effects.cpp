@@ -1,7 +1,6 @@
-#include "rehearsal/drive/effects.h"
+#include "rehearsal/profile/effects.h"
 
-#include "rehearsal/drive/ata_commands.h"
-#include "rehearsal/drive/faults.h"
+#include "rehearsal/profile/faults.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "rehearsal/drive/command.h"
+#include "rehearsal/profile/command.h"
 
 namespace rehearsal
 {
@@ -66,6 +66,14 @@ reply ata_registers_returned(uint8_t key, uint8_t code, uint8_t qualifier, uint8
     r.sense[19] = lba_high;
     r.sense[21] = status;
     return r;
+}
+
+reply aborted_command()
+{
+    constexpr uint8_t key_aborted_command = 0x0B;
+    constexpr uint8_t error_abort = 0x04;
+    constexpr uint8_t status_error = 0x51;
+    return ata_registers_returned(key_aborted_command, 0, 0, error_abort, status_error);
 }
 
 } // namespace rehearsal

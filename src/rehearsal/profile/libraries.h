@@ -1,7 +1,7 @@
-/* controller.h - the simulated controllers: which library serves them, and how it numbers them. */
+/* libraries.h - the libraries that serve simulated controllers, and how they number them. */
 #pragma once
 
-#include "rehearsal/machine/machine.h"
+#include "rehearsal/profile/drive_profile.h"
 
 namespace rehearsal
 {
@@ -17,9 +17,5 @@ const char *entry_point_of(unsigned library_type);
 
 /* The id that the library reports: its variant in the top byte, below it the controller's number. */
 uint32_t controller_id(const drive_profile &profile);
-
-/* The first drive at this place, or null. */
-const drive_profile *find_controller_drive(const machine &m, unsigned controller, unsigned enclosure,
-                                           unsigned slot);
 
 } // namespace rehearsal

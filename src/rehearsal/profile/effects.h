@@ -1,7 +1,7 @@
 /* effects.h - the ways in which a command can go wrong: words of the inventory. */
 #pragma once
 
-#include "rehearsal/drive/command.h"
+#include "rehearsal/profile/command.h"
 
 #include <string_view>
 

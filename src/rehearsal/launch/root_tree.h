@@ -13,9 +13,6 @@ namespace rehearsal
 /* Says in root_request that the controllers' libraries are not installed. */
 constexpr char no_libraries[] = "storelib";
 
-/* The flashing tool that ships, below the root; without it the stand-in flashes every drive. */
-constexpr char shipped_tool_path[] = "sbin/vandrel-fw-download";
-
 struct root_request {
     std::string given;        /* absolute path of the tree whose files are to be used; empty: make some up */
     std::string stand_in;     /* the program that stands in for all tools */

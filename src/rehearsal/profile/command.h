@@ -80,4 +80,7 @@ reply lba_out_of_range();
 reply ata_registers_returned(uint8_t key, uint8_t code, uint8_t qualifier, uint8_t error, uint8_t status,
                              uint8_t lba_mid = 0, uint8_t lba_high = 0);
 
+/* The answer to an ATA command that the drive aborts. */
+reply aborted_command();
+
 } // namespace rehearsal

@@ -2,7 +2,7 @@
  * in drive_state.h. */
 #pragma once
 
-#include "rehearsal/drive/faults.h"
+#include "rehearsal/profile/faults.h"
 
 #include <optional>
 #include <string>

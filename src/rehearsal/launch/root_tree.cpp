@@ -1,4 +1,4 @@
-#include "rehearsal/machine/root_tree.h"
+#include "rehearsal/launch/root_tree.h"
 
 #include "rehearsal/text/files.h"
 #include "rehearsal/tools/flash_tools.h"
