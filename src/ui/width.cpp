@@ -76,7 +76,8 @@ static std::string uncovered(std::string_view text, int columns)
         covered += g.columns;
         text.remove_prefix(g.bytes);
     }
-    return (covered > columns ? " " : "") + std::string(text);
+    std::string rest(covered > columns ? 1 : 0, ' ');
+    return rest.append(text);
 }
 
 std::string overprint(std::string_view line, int columns)

@@ -5,6 +5,8 @@
 #include "fw_download/answer.h"
 #include "fw_download/send.h"
 
+#include <algorithm>
+#include <cstring>
 #include <map>
 
 using namespace fw_download;

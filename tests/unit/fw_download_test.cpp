@@ -7,6 +7,7 @@
 
 #include "helpers.h"
 
+#include <algorithm>
 #include <csignal>
 #include <fcntl.h>
 #include <map>

@@ -8,6 +8,7 @@
 #include <pthread.h>
 #include <set>
 #include <unistd.h>
+#include <vector>
 
 TEST(parallel, all_is_done_once_a_few_at_a_time_and_what_is_said_stays_apart)
 {

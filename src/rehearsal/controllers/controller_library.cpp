@@ -3,6 +3,8 @@
 #include "rehearsal/controllers/controller_requests.h"
 #include "rehearsal/kernel/real_function.h"
 
+#include <algorithm>
+
 using rehearsal::controller_library;
 
 /* The file as the inventory names it, below the root; empty outside a rehearsal's root. */

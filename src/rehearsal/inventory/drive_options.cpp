@@ -188,7 +188,7 @@ std::string apply_option(drive_profile &profile, std::string_view name, std::opt
                                             [&](const drive_option &o) { return key == o.name; });
     const effect *const fault_effect = find_effect(key);
     if (option == std::end(option_table) && !fault_effect)
-        return "unknown word \"" + std::string(name) + "\"";
+        return format_text("unknown word \"%s\"", std::string(name).c_str());
 
     const char *const word = fault_effect ? fault_effect->word : option->name;
     const char *const form = fault_effect ? fault_effect->value : option->value;

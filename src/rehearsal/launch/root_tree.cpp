@@ -116,7 +116,7 @@ static bool has(const std::string &text, char c)
 /* Several segments, of a size that an ATA drive can take. */
 static std::string made_up_image(const std::string &revision)
 {
-    constexpr size_t size = 128 * 1024;
+    constexpr size_t size = size_t{128} * 1024;
     std::string image = "revision=" + revision + "\nsize=" + std::to_string(size) + "\n";
     image.resize(size, '.');
     return image;

@@ -4,6 +4,7 @@
 #include "rehearsal/text/files.h"
 #include "rehearsal/text/text.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
