@@ -10,7 +10,7 @@ namespace fw_download
 {
 
 constexpr int pause_between_ms = 1000;
-constexpr int ready_seconds = 20; /* nobody is kept from answering this by work of its own */
+constexpr int max_looks = 5; /* at an old revision */
 
 static std::optional<std::string> read_revision(const drive &d, bool is_ata)
 {
@@ -22,33 +22,27 @@ static std::optional<std::string> read_revision(const drive &d, bool is_ata)
     return id ? std::optional(id->revision) : std::nullopt;
 }
 
-bool tell_new_revision(const drive &d, bool is_ata, const std::string &old_revision, int64_t deadline_ms)
+aftermath tell_new_revision(const drive &d, bool is_ata, const std::string &old_revision, int64_t deadline_ms)
 {
     outcome ready;
-    for (;;) {
-        const int64_t left_s = (deadline_ms - d.way->now_ms(d.handle)) / 1000;
-        if (left_s < 1) break;
-        command c = test_unit_ready();
-        c.timeout_s = static_cast<int>(std::min<int64_t>(ready_seconds, left_s));
-        ready = execute(d, c);
-        if (is_gone(ready)) break;
-        if (ready.is_taken()) {
-            const auto revision = read_revision(d, is_ata);
-            if (revision && *revision != old_revision) {
-                say(d.con, "%s -> %s\n", old_revision.c_str(), revision->c_str());
-                return true;
-            }
-            if (revision) {
-                say(d.con, "%s still runs: a power cycle is needed for the new firmware\n",
-                    old_revision.c_str());
-                return true;
-            }
+    int looks = 0;
+    for (bool is_first = true; is_first || d.way->now_ms(d.handle) < deadline_ms; is_first = false) {
+        if (!is_first) d.way->pause(d.handle, pause_between_ms);
+        ready = execute(d, test_unit_ready());
+        if (is_gone(ready)) return aftermath::vanished;
+        const auto revision = ready.is_taken() ? read_revision(d, is_ata) : std::nullopt;
+        if (revision && *revision != old_revision) {
+            say(d.con, "%s -> %s\n", old_revision.c_str(), revision->c_str());
+            return aftermath::told;
         }
-        d.way->pause(d.handle, pause_between_ms);
+        if (revision && ++looks == max_looks) {
+            say(d.con, "%s still runs: a power cycle is needed for the new firmware\n", old_revision.c_str());
+            return aftermath::told;
+        }
     }
     complain(d.con, "the drive took the whole image and did not get ready again: %s: %s",
              layer_name(ready.where), ready.is_taken() ? "its revision can't be read" : ready.text.c_str());
-    return false;
+    return aftermath::failed;
 }
 
 } // namespace fw_download

@@ -14,6 +14,7 @@ struct answer {
     std::string host_text = {};          /* the library's words for both */
     int status = 0;                      /* SCSI status */
     std::span<const uint8_t> sense = {}; /* only as long as it was written */
+    bool is_ata = false;                 /* of ATA PASS-THROUGH: fixed sense data hold registers, too */
 };
 
 /* The outcome without received and duration_ms. RECOVERED ERROR and NO SENSE in current sense data are

@@ -33,10 +33,11 @@ static bool is_valid(uint16_t w)
     return w >> 14 == 1;
 }
 
-std::optional<identify_data> ask_identify(const drive &d)
+std::optional<identify_data> ask_identify(const drive &d, outcome *how)
 {
     identify_data data = {};
     const outcome o = ask(d, identify_device(data));
+    if (how) *how = o;
     if (!o.is_taken() || o.received < data.size() || has_bit(word(data, 0), 15)) return std::nullopt;
     const auto sum = static_cast<uint8_t>(std::accumulate(data.begin(), data.end(), 0U));
     if (data[510] == checksum_signature && sum != 0) return std::nullopt;

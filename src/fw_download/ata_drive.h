@@ -13,8 +13,8 @@ namespace fw_download
 using identify_data = std::array<uint8_t, 512>;
 
 /* Nothing when the drive does not answer, or with something that is no such data (bad checksum, no ATA
- * device). */
-std::optional<identify_data> ask_identify(const drive &d);
+ * device); *how, if given, is what came of the question. */
+std::optional<identify_data> ask_identify(const drive &d, outcome *how = nullptr);
 
 std::string identify_model(const identify_data &data);
 std::string identify_revision(const identify_data &data);

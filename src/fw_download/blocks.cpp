@@ -122,7 +122,7 @@ command read_log_ext(uint8_t log, uint16_t page, std::span<uint8_t> in)
     command c = pass_through("READ LOG EXT", sat_pio_in | sat_extend, sat_in_blocks, ata_read_log_ext);
     c.cdb[6] = 1;                               /* COUNT */
     c.cdb[8] = log;                             /* LBA 7:0 */
-    c.cdb[9] = static_cast<uint8_t>(page >> 8); /* LBA 47:40 and 15:8 hold the page number */
+    c.cdb[9] = static_cast<uint8_t>(page >> 8); /* LBA 39:32 and 15:8 hold the page number */
     c.cdb[10] = static_cast<uint8_t>(page);
     c.in = in;
     return c;

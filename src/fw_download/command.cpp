@@ -19,7 +19,8 @@ bool is_expected_attention(const outcome &o)
 
 bool is_refusal(const outcome &o)
 {
-    return o.where == layer::drive && o.is_current && (o.sense_key == key_illegal_request || o.is_abort);
+    const bool is_unknown = o.sense_key == key_illegal_request && (o.asc == 0x20 || o.asc == 0x24);
+    return o.where == layer::drive && o.is_current && (is_unknown || o.is_abort);
 }
 
 bool is_gone(const outcome &o)
@@ -40,6 +41,7 @@ outcome execute(const drive &d, const command &c)
     detail_bytes(d.con, 2, std::span(c.cdb).first(c.cdb_len));
     detail_bytes(d.con, 3, c.out.first(std::min(c.out.size(), shown_of_segment)));
     outcome o = d.way->send(d.handle, c);
+    detail(d.con, 2, "%s", o.sense_text.c_str());
     detail(d.con, 1, "%s: %s%s%s (%u ms)\n", c.name, o.is_taken() ? "done" : layer_name(o.where),
            o.text.empty() ? "" : ": ", o.text.c_str(), o.duration_ms);
     detail_bytes(d.con, 3, c.in.first(std::min(c.in.size(), o.received)));

@@ -35,7 +35,7 @@ enum class layer {
 
 struct outcome {
     layer where = layer::none;
-    int error = 0;         /* errno of a request that was not accepted; nothing reached the drive then */
+    int error = 0;         /* errno of a request that the kernel did not carry out, or gave up waiting for */
     uint8_t sense_key = 0; /* this and the next two as SPC has them; 0 without sense data */
     uint8_t asc = 0;
     uint8_t ascq = 0;
@@ -45,7 +45,8 @@ struct outcome {
     bool is_threshold_passed = false; /* the answer of SMART RETURN STATUS in the registers */
     size_t received = 0;              /* bytes of command::in that were filled */
     unsigned duration_ms = 0;
-    std::string text = {}; /* one line for the operator; of a success, what recovered */
+    std::string text = {};       /* one line for the operator; of a success, what recovered */
+    std::string sense_text = {}; /* all of the sense data, in lines, where details are wanted */
 
     [[nodiscard]] bool is_taken() const { return where == layer::none; }
 };
@@ -54,7 +55,7 @@ struct outcome {
  * not carried out: power on or reset (29h), parameters changed (2Ah), operating conditions changed (3Fh). */
 bool is_expected_attention(const outcome &o);
 
-/* True when the drive does not know the command, or not in this form. */
+/* True when the drive does not know the command, or not in this form; one that judged the data bad does. */
 bool is_refusal(const outcome &o);
 
 /* True when the kernel no longer has the drive. */

@@ -12,6 +12,7 @@ namespace fw_download
 {
 
 constexpr char scsi_devices[] = "/sys/class/scsi_device";
+constexpr char scsi_hosts[] = "/sys/class/scsi_host";
 static const std::string block_devices = "/sys/block";
 
 std::string read_line(const std::string &path)
@@ -79,14 +80,27 @@ static uint64_t read_number(const std::string &path)
     return strtoull(read_line(path).c_str(), nullptr, 10);
 }
 
+/* libata goes by the length of the buffer. */
+static bool is_libata(const disk &d)
+{
+    const std::string host = d.address.substr(0, d.address.find(':'));
+    const std::string driver =
+        read_line(format_text(path_size, "%s/host%s/proc_name", scsi_hosts, host.c_str()));
+    for (const char *prefix : {"ahci", "ata_", "sata_", "pata_"})
+        if (driver.starts_with(prefix)) return true;
+    return false;
+}
+
 node_limits read_limits(const disk &d)
 {
-    if (d.block.empty()) return {};
+    if (d.block.empty()) return {.has_own_translator = !is_libata(d)};
     const std::string queue = block_devices + "/" + d.block + "/queue/";
     const uint64_t most = std::min<uint64_t>(read_number(queue + "max_hw_sectors_kb") * 1024, UINT_MAX);
     const uint64_t pages = read_number(queue + "max_segments");
     const uint64_t scattered = pages * static_cast<uint64_t>(sysconf(_SC_PAGESIZE));
-    node_limits limits = {.sure = static_cast<uint32_t>(most), .most = static_cast<uint32_t>(most)};
+    node_limits limits = {.sure = static_cast<uint32_t>(most),
+                          .most = static_cast<uint32_t>(most),
+                          .has_own_translator = !is_libata(d)};
     if (scattered != 0 && (most == 0 || scattered < most)) limits.sure = static_cast<uint32_t>(scattered);
     return limits;
 }

@@ -13,6 +13,7 @@ struct disk {
     std::string address; /* H:C:T:L */
     std::string node;    /* of the SCSI generic driver, below /dev; empty when there is none */
     std::string block;   /* name of the block device; empty when there is none */
+    bool operator==(const disk &) const = default;
 };
 
 /* The disks (device type 0, so no enclosure) at this host and target, whatever their channel and unit. */

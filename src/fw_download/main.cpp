@@ -43,7 +43,7 @@ static exit_status complain_of_claim(const console &con, const disk &d)
 {
     if (errno != EBUSY) {
         complain(con, "/dev/%s: %s: it can't be claimed, nothing was sent", d.block.c_str(), strerror(errno));
-        return exit_in_use;
+        return exit_failed;
     }
     const std::vector<std::string> users = find_users(d.block);
     for (const std::string &user : users)
@@ -60,8 +60,14 @@ static exit_status examine(const drive &d, const disk &where, size_t image_size,
     if (!id) return complain(d.con, "%s does not answer INQUIRY", where.node.c_str()), exit_failed;
     if (id->type != 0) return complain(d.con, "%s is no disk", where.node.c_str()), exit_no_disk;
 
-    const auto data = is_translated(d, *id) ? ask_identify(d) : std::nullopt;
-    f->is_ata = data.has_value();
+    f->is_ata = is_translated(d, *id);
+    outcome how;
+    const auto data = f->is_ata ? ask_identify(d, &how) : std::nullopt;
+    if (f->is_ata && !data) { /* a SCSI drive's way would pass by the limits that nobody told */
+        complain(d.con, "%s is an ATA drive and does not identify itself%s%s: nothing was sent",
+                 where.node.c_str(), how.text.empty() ? "" : ": ", how.text.c_str());
+        return how.where == layer::drive || how.is_taken() ? exit_no_download : exit_failed;
+    }
     f->revision = data ? identify_revision(*data) : id->revision;
     const std::string name = data ? identify_model(*data) : id->vendor + " " + id->product;
     say(d.con, "%s %s%s%s: %s, revision %s, %s\n", where.address.c_str(), where.node.c_str(),
@@ -92,11 +98,38 @@ static bool is_agreed(const console &con, const options &o)
     return true;
 }
 
+/* Names of nodes are given anew when a drive is plugged: those that were opened belong to the address only if
+ * they do so still. */
+static bool is_still_there(const options &o, const disk &where)
+{
+    const std::vector<disk> disks = find_disks(o.host, o.target);
+    return disks.size() == 1 && disks.front() == where;
+}
+
+/* The end of the story, for a drive that may restart by leaving the machine and coming back. */
+static bool follow_drive(node *n, const drive &d, const options &o, const findings &f, int64_t deadline_ms)
+{
+    aftermath after = tell_new_revision(d, f.is_ata, f.revision, deadline_ms);
+    while (after == aftermath::vanished && d.way->now_ms(d.handle) < deadline_ms) {
+        d.way->pause(d.handle, 1000);
+        const std::vector<disk> disks = find_disks(o.host, o.target);
+        if (disks.size() != 1) continue;
+        n->fd = open_node(disks.front().node.c_str());
+        if (n->fd.get() != -1) after = tell_new_revision(d, f.is_ata, f.revision, deadline_ms);
+    }
+    if (after == aftermath::vanished) complain(d.con, "the drive took the whole image and vanished");
+    return after == aftermath::told;
+}
+
 static exit_status flash(const console &con, const options &o, const disk &where,
                          std::span<const uint8_t> image)
 {
-    node n = {.fd = open_node(where.node.c_str()), .con = con};
-    if (n.fd.get() == -1) return complain(con, "%s: %s", where.node.c_str(), strerror(errno)), exit_failed;
+    node n = {.fd = open_node(where.node.c_str()), .wants_details = con.debug >= 2};
+    if (n.fd.get() == -1) {
+        complain(con, "%s: %s: nothing was sent", where.node.c_str(), strerror(errno));
+        return errno == EBUSY ? exit_in_use : exit_failed;
+    }
+    if (!is_still_there(o, where)) return complain(con, "the drive was exchanged meanwhile"), exit_no_disk;
     const drive d = {.way = &node_wire, .handle = &n, .con = con};
     findings f;
     const exit_status status = examine(d, where, image.size(), &f);
@@ -111,7 +144,7 @@ static exit_status flash(const console &con, const options &o, const disk &where
 
     const int64_t deadline_ms = d.way->now_ms(d.handle) + all_ms;
     if (!send_image(d, f.way.attempts, image, deadline_ms)) return exit_failed;
-    return tell_new_revision(d, f.is_ata, f.revision, deadline_ms) ? exit_done : exit_failed;
+    return follow_drive(&n, d, o, f, deadline_ms) ? exit_done : exit_failed;
 }
 
 int main(int argc, char *argv[])

@@ -110,7 +110,7 @@ plan plan_ata(const ata_offer &offered, size_t image_size, const node_limits &li
         if (offered.has_dma) p.attempts.push_back({carrier::microcode_dma, mode, size, !offered.offsets});
         p.attempts.push_back({carrier::microcode_pio, mode, size, !offered.offsets});
     }
-    if (carries(limits, image_size))
+    if (carries(limits, image_size) && (!limits.has_own_translator || blocks <= max_counted_blocks))
         p.attempts.push_back(
             {carrier::microcode_pio, mode_offsets_or_whole, static_cast<uint32_t>(image_size), false});
     if (p.attempts.empty())

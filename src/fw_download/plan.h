@@ -19,6 +19,8 @@ constexpr size_t max_ata_image = size_t{65535} * ata_block; /* offset and count 
 struct node_limits {
     uint32_t sure = 0; /* however its memory lies; 0: not known */
     uint32_t most = 0; /* never more than this; 0: not known */
+    /* The host's own translator may go by COUNT, whose low byte is all that it has of a length. */
+    bool has_own_translator = false;
 };
 
 /* One way of sending the image: commands of `segment` bytes, the last with what is left. */

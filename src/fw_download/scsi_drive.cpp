@@ -76,7 +76,7 @@ static offer support_in(const outcome &o, std::span<const uint8_t> data)
 }
 
 /* The modes of WRITE BUFFER count as its service actions. A drive that does not see them so refuses a
- * question about one, and is asked about the command as a whole. */
+ * question about one, or knows none of them, and is asked about the command as a whole. */
 static void ask_modes(const drive &d, scsi_offer *offered)
 {
     const struct {
@@ -89,18 +89,21 @@ static void ask_modes(const drive &d, scsi_offer *offered)
         {mode_activate,         &offered->activate},
     };
     uint8_t data[4] = {};
+    bool is_refused = false;
+    bool knows_none = true;
     for (const auto &m : modes) {
         const outcome o = ask(d, report_service_action(op_write_buffer, m.mode, data));
-        if (o.is_taken()) {
-            *m.answer = support_in(o, data);
-            continue;
-        }
         if (o.asc == asc_unknown_command) return;
-        if (support_in(ask(d, report_operation_code(op_write_buffer, data)), data) == offer::no)
-            for (const auto &each : modes)
-                *each.answer = offer::no;
-        return;
+        is_refused = !o.is_taken();
+        if (is_refused) break;
+        *m.answer = support_in(o, data);
+        knows_none = knows_none && *m.answer == offer::no;
     }
+    if (!is_refused && !knows_none) return;
+    const offer whole = support_in(ask(d, report_operation_code(op_write_buffer, data)), data);
+    for (const auto &m : modes)
+        if (is_refused ? whole == offer::no : whole == offer::yes)
+            *m.answer = is_refused ? offer::no : offer::unknown;
 }
 
 scsi_offer ask_scsi_offer(const drive &d)

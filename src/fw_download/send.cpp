@@ -29,22 +29,18 @@ class wait_with_signals
     sigset_t before_;
 };
 
-int seconds_left(const drive &d, int limit_s, int64_t deadline_ms)
+static bool has_time_for(const drive &d, const command &c, int64_t deadline_ms)
 {
-    const int64_t left = (deadline_ms - d.way->now_ms(d.handle)) / ms_per_s;
-    return left < std::min(limit_s, command_seconds) ? 0 : static_cast<int>(std::min<int64_t>(limit_s, left));
+    return d.way->now_ms(d.handle) + c.timeout_s * ms_per_s <= deadline_ms;
 }
 
 /* Sends a command of the download; once more when a unit attention stood in front of it. */
-static outcome deliver(const drive &d, command c, bool is_closing, int64_t deadline_ms)
+static outcome deliver(const drive &d, const command &c, int64_t deadline_ms)
 {
-    c.timeout_s = seconds_left(d, is_closing ? closing_seconds : command_seconds, deadline_ms);
-    if (c.timeout_s == 0)
-        return {.where = layer::host, .text = "ten minutes are over, nothing more was sent"};
+    if (!has_time_for(d, c, deadline_ms))
+        return {.where = layer::host, .text = "ten minutes are nearly over, nothing more was sent"};
     outcome o = execute(d, c);
-    if (!is_expected_attention(o)) return o;
-    c.timeout_s = seconds_left(d, c.timeout_s, deadline_ms);
-    return c.timeout_s == 0 ? o : execute(d, c);
+    return is_expected_attention(o) && has_time_for(d, c, deadline_ms) ? execute(d, c) : o;
 }
 
 /* On a terminal the line stands still and counts; a log gets a line for each tenth that is full. */
@@ -73,8 +69,9 @@ static ending try_attempt(const drive &d, const attempt &a, std::span<const uint
     for (size_t i = 0; i < total; ++i) {
         const size_t offset = i * a.segment;
         const auto segment = image.subspan(offset, std::min<size_t>(a.segment, image.size() - offset));
-        const outcome o = deliver(d, download_segment(a.by, a.mode, static_cast<uint32_t>(offset), segment),
-                                  i + 1 == total, deadline_ms);
+        command c = download_segment(a.by, a.mode, static_cast<uint32_t>(offset), segment);
+        if (i + 1 == total) c.timeout_s = closing_seconds;
+        const outcome o = deliver(d, c, deadline_ms);
         if (!o.is_taken()) {
             tell_failure(d.con, a, i + 1, total, o);
             return i == 0 && is_refusal(o) ? ending::refused_at_once : ending::failed;
@@ -82,10 +79,15 @@ static ending try_attempt(const drive &d, const attempt &a, std::span<const uint
         tell_progress(d.con, i + 1, total);
     }
     if (!a.is_activated) return ending::taken;
-    const outcome o = deliver(d, activate_download(a.by), true, deadline_ms);
+    command c = activate_download(a.by);
+    c.timeout_s = closing_seconds;
+    const outcome o = deliver(d, c, INT64_MAX);
     if (o.is_taken()) return ending::taken;
-    complain(d.con, "activation, after all %zu segments were taken: %s: %s", total, layer_name(o.where),
-             o.text.c_str());
+    complain(d.con,
+             "activation, after all %zu segments were taken: %s: %s; the drive may have stored the image and "
+             "run it "
+             "after the next power cycle",
+             total, layer_name(o.where), o.text.c_str());
     return ending::failed;
 }
 

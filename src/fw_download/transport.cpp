@@ -13,6 +13,7 @@
 namespace fw_download
 {
 
+constexpr uint8_t op_ata_pass_through_16 = 0x85;
 constexpr size_t sense_size = 252; /* the most that SPC lets a drive send */
 
 struct free_request {
@@ -62,10 +63,11 @@ static outcome send_to_node(void *handle, const command &c)
     if (!c.out.empty()) set_scsi_pt_data_out(request.get(), c.out.data(), static_cast<int>(c.out.size()));
 
     const int result = do_scsi_pt(request.get(), -1, c.timeout_s, 0);
-    const answer a = read_answer(request.get(), result, sense);
-    if (a.status == SAM_STAT_CHECK_CONDITION && a.error == 0)
-        detail(n->con, 2, "%s", decoded_sense(a.sense).c_str());
+    answer a = read_answer(request.get(), result, sense);
+    a.is_ata = c.cdb[0] == op_ata_pass_through_16;
     outcome o = judge(a);
+    if (n->wants_details && a.status == SAM_STAT_CHECK_CONDITION && a.error == 0)
+        o.sense_text = decoded_sense(a.sense);
     /* What stands in the room after a failure is whatever the kernel's buffer held before. */
     if (o.is_taken()) o.received = received_bytes(request.get(), c.in.size());
     o.duration_ms = static_cast<unsigned>(std::max(get_scsi_pt_duration_ms(request.get()), 0));

@@ -10,7 +10,7 @@ namespace fw_download
 
 struct node {
     unique_fd fd;
-    console con;
+    bool wants_details; /* decoded sense data with each outcome */
 };
 
 /* Opens the node for reading and writing; n->fd stays empty, with errno set, when that fails. */

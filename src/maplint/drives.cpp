@@ -134,6 +134,12 @@ static void check_effect(const rule &r, const rule_effect &effect, findings *all
     }
     std::error_code error;
     const uintmax_t size = std::filesystem::file_size(r.entry->pathname, error);
+    constexpr uintmax_t max_ata = 65535 * ata_block; /* block numbers have 16 bits */
+    constexpr uintmax_t max_scsi = uintmax_t{1} << 24;
+    const uintmax_t most = has_ata_drives(effect) ? max_ata : max_scsi;
+    if (!error && effect.matches > 0 && size > most)
+        add_finding(all, r.line, warning, "the image has %ju bytes, more than the %ju that a drive takes",
+                    size, most);
     if (!error && size % ata_block != 0 && has_ata_drives(effect))
         add_finding(all, r.line, warning,
                     "ATA drives can't take the image: its %ju bytes are no multiple of %ju", size, ata_block);

@@ -10,7 +10,7 @@ PARTS = [0, 0x8000, 0x10000, 0x18000]
 
 
 def image(revision, size=SIZE):
-    return f"revision={revision}\n".encode().ljust(size, b".")
+    return f"revision={revision}\nsize={size}\n".encode().ljust(size, b".")
 
 
 def write_buffer(mode, *offsets, size=0x8000, total=SIZE):
@@ -58,7 +58,9 @@ class Flash(unittest.TestCase):
                 (SCSI.format("fw-modes=0E,0F fw-busy=0.1"), deferred, 0),
                 (SCSI.format("fw-attention=1 attention=0x2900"), write_buffer(7, *PARTS), 0),  # told to a question
                 (SCSI.format("fw-attention=3"), write_buffer(7, 0, 0x8000, 0x10000, 0x10000, 0x18000), 0),
+                (SCSI.format("fw-reset=3"), write_buffer(7, 0, 0x8000, 0x10000, 0x10000), 1),  # what it had is lost
                 (SCSI.format("fw-busy=0.1 failing"), write_buffer(7, *PARTS), 0),
+                (SCSI.format("sense=3B0700000000:700005000000000a000000002600"), write_buffer(7, 0), 1),  # the content
                 (SCSI.format("refuse=3B0700018000"), write_buffer(7, *PARTS), 1),  # a mode that has begun is never changed
                 (SCSI.format("status=3B0700008000:8"), write_buffer(7, 0, 0x8000), 1),
                 (SCSI.format("hang=3B0700008000"), write_buffer(7, 0, 0x8000), 1),
@@ -69,6 +71,10 @@ class Flash(unittest.TestCase):
                 (ATA.format(""), ata, 0),
                 (ATA.format("fw-dma"), microcode(3, *PARTS, code="93", protocol="0c"), 0),
                 (ATA.format("fw-dma refuse=ata-93"), microcode(3, 0, code="93", protocol="0c") + ata, 0),
+                (ATA.format("fw-dma sense=ata-93:70000b000000000a0441e001000000000000"),  # as kernels before 6.7 tell it
+                 microcode(3, 0, code="93", protocol="0c") + ata, 0),
+                (ATA.format("fw-dma sense=ata-93:f0000b8451e0010a000000000000"), microcode(3, 0, code="93", protocol="0c"), 1),
+                (ATA.format("no-identify"), [], 6), (ATA.format("host-status=ata-EC:14"), [], 1),
                 (ATA.format("fw-blocks=1-16"), microcode(3, *range(0, SIZE, 0x2000), size=0x2000), 0),
                 (ATA.format("fw-modes=07"), microcode(7, 0, size=SIZE), 0),
                 (ATA.format("fw-modes=0E,0F"), microcode(0x0E, *PARTS) + ["85 06 00 0f 0000 0000 92"], 0),

@@ -135,6 +135,7 @@ TEST(fw_download, sends_each_segment_once_and_in_order)
         {scsi,         {{1, illegal}},                      "first second",                       false},
         {scsi,         {{2, illegal}},                      "first second last",                  false},
         {scsi,         {{0, refusal(0xB, 0)}},              "first",                              false},
+        {scsi,         {{0, refusal(5, 0x26)}},             "first",                              false}, /* the content */
         {scsi,         {{0, busy}},                         "first",                              false},
         {scsi,         {{0, lost}},                         "first",                              false},
         {scsi,         {{0, illegal}, {1, illegal}},        "first whole",                        false},
@@ -171,12 +172,17 @@ TEST(fw_download, starts_no_command_without_time_for_it)
 {
     const attempt a = {carrier::write_buffer, mode_offsets_or_whole, 1024, false};
     const std::string image = image_of(4096);
-    scripted_drive slow = {.ms_per_command = 150'000}; /* 600 s less 450 s are left for the last segment */
+    scripted_drive slow = {.ms_per_command = 100'000}; /* the last segment has the 300 s that are left */
     EXPECT_TRUE(send_image(slow.connect(), {{a}}, span_of(image), 600'000));
-    EXPECT_EQ(slow.log.back(), "3b 07 00 00 0c 00 00 04 00 00 <1024 150s");
-    scripted_drive too_slow = {.ms_per_command = 181'000};
+    EXPECT_EQ(slow.log.back(), "3b 07 00 00 0c 00 00 04 00 00 <1024 300s");
+    scripted_drive too_slow = {.ms_per_command = 100'001};
     EXPECT_FALSE(send_image(too_slow.connect(), {{a}}, span_of(image), 600'000));
     EXPECT_EQ(too_slow.log.size(), 3U);
+    /* What was taken whole is activated at any time. */
+    scripted_drive late = {.ms_per_command = 300'000};
+    EXPECT_TRUE(send_image(late.connect(), {{{carrier::write_buffer, mode_defer, 4096, true}}},
+                           span_of(image), 300'000));
+    EXPECT_EQ(late.log.back(), "3b 0f 00 00 00 00 00 00 00 00 300s");
 }
 
 /* "07h 32x32768, 05h 1x1048576"; "dma" for DOWNLOAD MICROCODE DMA and "+" for an activation; or the status.
@@ -245,6 +251,8 @@ TEST(fw_download, plans_by_what_an_ata_drive_offers)
         {{true, false, true, false, 64, 255},  130 * 512,   {65536, 1},       "03h 2x33280"                },
         {{true, false, true, false, 64, 64},   65 * 512,    {65536, 0},       "07h 1x33280"                },
         {{true, false, true, false, 64, 64},   65 * 512,    {65536, 1},       "status 4"                   },
+        {{true},                               255 * 512,   {0, 0, true},     "07h 1x130560"               },
+        {{true},                               256 * 512,   {0, 0, true},     "status 4"                   }, /* COUNT would be 0 */
         {{true, false, true, false, 300, 400}, 600 * 512,   {0, 1},           "03h 2x153600"               },
         {{true, false, true},                  65535 * 512, {0, 1},           "03h 1024x32768"             },
         {{true, false, true},                  65536 * 512, {},               "status 4"                   },
@@ -284,6 +292,16 @@ TEST(fw_download, judges_by_the_lowest_layer_that_failed)
         {{.status = 2},
          "72 0b 00 00 00 00 00 0e 09 0c 00 04 00 00 00 00 00 00 00 00 00 51",                                                         layer::drive,
          true,                                                                                                                                                 "ATA error 04h status 51h"},
+        {{.status = 2, .is_ata = true},
+         "f0 00 0b 04 41 e0 01 0a 00 00 00 00 00 00",                                                                                 layer::drive,
+         true,                                                                                                                                                 "ATA error 04h status 41h"},
+        {{.status = 2, .is_ata = true},
+         "70 00 0b 00 00 00 00 0a 04 41 e0 01 00 00",                                                                                 layer::drive,
+         true,                                                                                                                                                 "ATA error 04h status 41h"},
+        {{.status = 2, .is_ata = true},
+         "f0 00 0b 84 51 e0 01 0a 00 00 00 00 00 00",                                                                                 layer::drive,
+         false,                                                                                                                                                "ATA error 84h"           }, /* ICRC */
+        {{.status = 2},                                                      "f0 00 0b 04 41 e0 01 0a 00 00 00 00 00 00",             layer::drive,     false, "(B/00/00)"               },
         {{.status = 2},
          "72 0b 00 00 00 00 00 0e 09 0c 00 10 00 00 00 00 00 00 00 00 00 51",                                                         layer::drive,
          false,                                                                                                                                                "ATA error 10h"           },
@@ -312,6 +330,9 @@ TEST(fw_download, asks_about_modes_as_far_as_a_drive_answers)
          "0Eh+ 1x512",                                                                                                     5},
         {{{1, refusal(5, 0x20)}},                                               {{0, "00 00 01 ff"}},          "status 4", 2},
         {{{1, refusal(5, 0x24)}},                                               {{2, "00 01 00 00"}},          "status 6", 3},
+        {{},
+         {{1, "00 01 00 00"}, {2, "00 01 00 00"}, {3, "00 01 00 00"}, {4, "00 01 00 00"}, {5, "00 03 00 0a"}},
+         "07h 1x512, 05h 1x512",                                                                                           6},
         {{{0, refusal(6, 0x29)}, {1, refusal(6, 0x2A)}, {3, refusal(5, 0x24)}},
          {{4, "00 03 00 0a"}},
          "07h 1x512, 05h 1x512",                                                                                           5},
@@ -368,11 +389,11 @@ TEST(fw_download, reads_the_revision_once_the_drive_is_ready)
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         drive connected = d.connect();
         connected.con.out = connected.con.err = ends[1];
-        const bool is_back = tell_new_revision(connected, false, old_revision, 600'000);
+        const aftermath after = tell_new_revision(connected, false, old_revision, 600'000);
         close(ends[1]);
         said.resize(static_cast<size_t>(read(ends[0], said.data(), said.size())));
         close(ends[0]);
-        return (is_back ? "" : "failed ") + said;
+        return (after == aftermath::told ? "" : after == aftermath::failed ? "failed " : "vanished ") + said;
     };
     scripted_drive changed = {
         .answers = {{0, refusal(6, 0x3F)}, {1, refusal(2, 4)}},
@@ -380,10 +401,13 @@ TEST(fw_download, reads_the_revision_once_the_drive_is_ready)
     };
     EXPECT_EQ(tell(changed, "A"), "A -> B\n");
     EXPECT_EQ(changed.pauses, 2U);
-    scripted_drive same = {.data = {{1, runs_b}}};
+    scripted_drive same = {
+        .data = {{1, runs_b}, {3, runs_b}, {5, runs_b}, {7, runs_b}, {9, runs_b}}
+    };
     EXPECT_EQ(tell(same, "B").find("B still runs: a power cycle is needed"), 0U);
+    EXPECT_EQ(same.pauses, 4U); /* it might restart a moment later */
     scripted_drive gone = {.answers = {{0, {.where = layer::host, .error = 19, .text = "vanished"}}}};
-    EXPECT_EQ(tell(gone, "A").find("failed "), 0U);
+    EXPECT_EQ(tell(gone, "A"), "vanished ");
     EXPECT_EQ(gone.log.size(), 1U);
     scripted_drive silent = {.now_ms = 590'000}; /* ready, but INQUIRY has nothing to say */
     EXPECT_EQ(tell(silent, "A").find("failed "), 0U);

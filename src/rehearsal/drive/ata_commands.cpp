@@ -76,7 +76,7 @@ static reply read_log(const drive_profile &profile, drive_state &, const ata_reg
 {
     constexpr uint8_t identify_log = 0x30;
     constexpr uint64_t capabilities = 3;
-    const uint64_t page = (regs.lba >> 8 & 0xFF) | (regs.lba >> 40 & 0xFF) << 8;
+    const uint64_t page = (regs.lba >> 8 & 0xFF) | (regs.lba >> 32 & 0xFF) << 8;
     const bool is_there =
         (regs.lba & 0xFF) == identify_log && page == capabilities && offers_mode(profile, 0x0E);
     return is_there ? capabilities_page() : aborted_command();
@@ -94,6 +94,8 @@ static reply download_microcode(const drive_profile &profile, drive_state &state
     const uint64_t first = regs.lba >> 8 & 0xFFFF;
     if (!offers_mode(profile, mode) || blocks * sector_len != regs.data.size()) return aborted_command();
     if (regs.protocol == sat_dma && !profile.fw_dma) return aborted_command();
+    /* Other translators than libata go by COUNT, as T_LENGTH says. */
+    if (profile.host_driver != "ahci" && regs.transfer_len != regs.data.size()) return aborted_command();
     const bool is_in_parts = mode != 0x07;
     if (is_in_parts && profile.fw_max_blocks != 0 &&
         (blocks < profile.fw_min_blocks || blocks > profile.fw_max_blocks))
@@ -156,11 +158,6 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb)
     regs.is_from_drive = (cdb[2] & 0x08) != 0;
     regs.transfer_len = transfer_len_of(cdb, regs.feature, regs.count);
     return regs;
-}
-
-bool is_microcode_download(const ata_registers &regs)
-{
-    return regs.command == microcode_code || regs.command == microcode_dma_code;
 }
 
 /* Data comes from the drive in one of the protocols, goes to it in two. Who announces another way of moving

@@ -17,6 +17,4 @@ std::optional<ata_registers> decode_pass_through(std::span<const uint8_t> cdb);
  */
 reply run_ata_command(const drive_profile &profile, drive_state &state, const ata_registers &regs);
 
-bool is_microcode_download(const ata_registers &regs);
-
 } // namespace rehearsal

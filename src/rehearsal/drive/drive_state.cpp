@@ -68,7 +68,6 @@ drive_state read_state(const machine &m, const drive_profile &profile)
 
 void take_firmware(const drive_profile &profile, drive_state &state, const std::string &revision)
 {
-    constexpr uint16_t microcode_has_been_changed = 0x3F01;
     if (profile.flash_needs_power_cycle) {
         state.pending = revision;
         return;

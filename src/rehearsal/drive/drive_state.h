@@ -37,6 +37,7 @@ struct drive_state {
 drive_state read_state(const machine &m, const drive_profile &profile);
 
 constexpr uint16_t power_on_or_reset = 0x2900;
+constexpr uint16_t microcode_has_been_changed = 0x3F01;
 
 /* The drive takes new firmware: runs it from now on and has a unit attention to tell, or keeps it for the
  * next power cycle. */

@@ -80,6 +80,7 @@ verdict take_segment(const drive_profile &profile, drive_state &state, download_
                      std::span<const uint8_t> data)
 {
     if (data.empty()) return wrong_offset_or_length;
+    if (state.download != no_download && state.download != way) return out_of_sequence;
     if (offset == 0) {
         state.download = way;
         state.received = 0;
@@ -93,7 +94,11 @@ verdict take_segment(const drive_profile &profile, drive_state &state, download_
     append_to_file(state.image_path, {reinterpret_cast<const char *>(data.data()), data.size()});
     state.received += data.size();
     ++state.segments;
-    if (profile.fw_attention == state.segments + 1) state.attention = power_on_or_reset;
+    if (profile.fw_attention == state.segments + 1) state.attention = microcode_has_been_changed;
+    if (profile.fw_reset == state.segments + 1) {
+        state.attention = power_on_or_reset;
+        state.download = no_download; /* what was received is lost */
+    }
 
     const image_facts facts = facts_of(profile, state);
     if (facts.size != 0 && state.received > facts.size) {
@@ -108,23 +113,17 @@ verdict take_segment(const drive_profile &profile, drive_state &state, download_
 
 verdict activate_deferred(const drive_profile &profile, drive_state &state)
 {
-    /* Nobody told the image's length: it ends here. */
-    if (state.download == in_deferred_segments && facts_of(profile, state).size == 0)
-        complete(profile, state, facts_of(profile, state).revision);
     if (state.deferred.empty()) return out_of_sequence;
     activate(profile, state, std::exchange(state.deferred, ""));
     return segment_taken;
 }
 
-void settle(const drive_profile &profile, drive_state &state, bool is_download)
+void settle(const drive_profile &profile, drive_state &state)
 {
     if (state.busy_until_ms != 0 && uptime_ms() >= state.busy_until_ms) {
         state.busy_until_ms = 0;
         take_firmware(profile, state, std::exchange(state.pending, ""));
     }
-    if (state.download == no_download || is_download) return;
-    const image_facts facts = facts_of(profile, state);
-    if (facts.size == 0) complete(profile, state, facts.revision);
 }
 
 bool is_busy(const drive_state &state)

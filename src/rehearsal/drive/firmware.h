@@ -26,9 +26,8 @@ verdict take_segment(const drive_profile &profile, drive_state &state, download_
 /* Makes a deferred image active. */
 verdict activate_deferred(const drive_profile &profile, drive_state &state);
 
-/* What time has brought about when the next command comes: the end of being busy, and of an image whose
- * length nobody told. */
-void settle(const drive_profile &profile, drive_state &state, bool is_download);
+/* What time has brought about when the next command comes: the end of being busy. */
+void settle(const drive_profile &profile, drive_state &state);
 
 bool is_busy(const drive_state &state);
 

@@ -328,9 +328,4 @@ reply run_scsi_command(const drive_profile &profile, drive_state &state, const r
     return command->run(profile, state, req);
 }
 
-bool is_firmware_download(const request &req)
-{
-    return req.bytes[0] == write_buffer_code;
-}
-
 } // namespace rehearsal

@@ -21,8 +21,6 @@ std::optional<reply> unit_attention(drive_state &state, uint8_t code);
 /* The answer of a drive that is busy with firmware it has taken; nothing where it is not. */
 std::optional<reply> not_ready(const drive_state &state, uint8_t code);
 
-bool is_firmware_download(const request &req);
-
 /* The answer to a command block of at least 6 bytes; cut to the allocation length in it. MODE SELECT changes
  * state. */
 reply run_scsi_command(const drive_profile &profile, drive_state &state, const request &req);

@@ -44,7 +44,7 @@ static bool delivers_data(const reply &r)
 static reply run_on_drive(const drive_profile &profile, drive_state &state, const request &req)
 {
     const bool is_ata = req.ata && profile.is_ata();
-    settle(profile, state, is_ata ? is_microcode_download(*req.ata) : is_firmware_download(req));
+    settle(profile, state);
     if (const auto attention = unit_attention(state, req.bytes[0])) return *attention;
     if (const auto busy = not_ready(state, req.bytes[0])) return *busy;
     if (!is_ata) return run_scsi_command(profile, state, req);

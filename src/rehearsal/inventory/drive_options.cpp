@@ -146,6 +146,7 @@ constexpr drive_option option_table[] = {
     {"fw-blocks",            "MIN-MAX",                  set_blocks},
     {"fw-dma",               nullptr,                    set_flag<&drive_profile::fw_dma>},
     {"fw-busy",              "S",                        set_seconds<&drive_profile::fw_busy_seconds>},
+    {"fw-reset",             "N",                        set_number<&drive_profile::fw_reset>},
     {"fw-attention",         "N",                        set_number<&drive_profile::fw_attention>},
     {"host-driver",          "NAME",                     set_text<&drive_profile::host_driver>},
     {"no-attribute",         "NAME[,NAME...]",           add_attributes},

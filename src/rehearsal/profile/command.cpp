@@ -73,7 +73,12 @@ reply aborted_command()
     constexpr uint8_t key_aborted_command = 0x0B;
     constexpr uint8_t error_abort = 0x04;
     constexpr uint8_t status_error = 0x51;
-    return ata_registers_returned(key_aborted_command, 0, 0, error_abort, status_error);
+    /* As libata and most others tell it: fixed format, the registers in INFORMATION. */
+    reply r = check_condition(key_aborted_command, 0, 0);
+    r.sense[0] |= 0x80;
+    r.sense[3] = error_abort;
+    r.sense[4] = status_error;
+    return r;
 }
 
 } // namespace rehearsal

@@ -50,6 +50,7 @@ struct drive_profile {
     uint64_t fw_max_blocks = 0;
     bool fw_dma = false;        /* DOWNLOAD MICROCODE DMA as well */
     double fw_busy_seconds = 0; /* not ready after it took an image */
+    uint64_t fw_reset = 0;      /* segment in front of which the drive was reset; 0: none */
     uint64_t fw_attention = 0;  /* segment in front of which a unit attention stands; 0: none */
 
     /* How the kernel presents it. */
