@@ -63,6 +63,8 @@ static exit_status examine(const drive &d, const disk &where, size_t image_size,
     f->is_ata = is_translated(d, *id);
     outcome how;
     const auto data = f->is_ata ? ask_identify(d, &how) : std::nullopt;
+    /* Some that only look like a translator have the page, and no pass-through behind it. */
+    if (!data && id->vendor != "ATA" && is_refusal(how)) f->is_ata = false;
     if (f->is_ata && !data) { /* a SCSI drive's way would pass by the limits that nobody told */
         complain(d.con, "%s is an ATA drive and does not identify itself%s%s: nothing was sent",
                  where.node.c_str(), how.text.empty() ? "" : ": ", how.text.c_str());

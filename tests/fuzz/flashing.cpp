@@ -1,5 +1,6 @@
 /* flashing.cpp - target for what a drive answers the flashing tool. */
-#include "fakes.h"
+#include "device/bytes.h"
+#include "input.h"
 
 #include "fw_download/after.h"
 #include "fw_download/answer.h"
@@ -21,7 +22,6 @@ struct fuzzed_drive {
 };
 
 static constexpr int64_t all_ms = 600'000;
-static constexpr int64_t ms_per_command = 10;
 
 static const std::vector<uint8_t> &whole_image()
 {
@@ -38,6 +38,7 @@ static outcome fuzzed_answer(fuzzed_drive *d, std::span<uint8_t> room)
     a.error = kind == 1 ? ENODEV : 0;
     a.is_lost = kind == 2;
     a.host_status = static_cast<int>(kind >> 4);
+    a.is_ata = (kind & 1) != 0;
     a.status = kind > 2 ? static_cast<int>(kind & 0x0A) : 0;
     if (kind > 2) d->in->take(sense, sizeof sense);
     a.sense = std::span(sense).first(kind % (sizeof sense + 1));
@@ -68,7 +69,7 @@ static outcome fuzzed_send(void *handle, const command &c)
     auto *d = static_cast<fuzzed_drive *>(handle);
     if (!c.out.empty()) check_segment(d, c);
     const outcome o = fuzzed_answer(d, c.in);
-    d->now_ms += ms_per_command;
+    d->now_ms += d->in->number(2) % c.timeout_s * 1000; /* no command outlasts its time limit */
     if (!c.out.empty() && o.is_taken()) {
         d->next += c.out.size();
         d->way = c.cdb[0] == 0x3B ? 0x3B00 | c.cdb[1] : c.cdb[14] << 8 | c.cdb[4];
