@@ -99,6 +99,9 @@ class Flash(unittest.TestCase):
                          (0, "SN04 still runs: a power cycle is needed for the new firmware"))
         m.run("--list", launch=["--power-cycle"])
         self.assertIn(",SN06,", m.out)
+        m = self.flash(SCSI.format("fw-modes=0E,0F refuse=3B0F"))  # deferred firmware needs the command or the power
+        for options, rev in ([], "0003"), (["--power-cycle"], "0004"):
+            self.assertEqual(m.run("--list", launch=options).out.split(",")[5], rev)
         m = self.flash(SCSI.format(""), "-D", "-D")
         self.assertIn("    0000  3b 07 00 00 80 00 00 80 00 00\n", m.complaints)
         self.assertIn("Microcode has been changed (6/3F/01)", m.complaints)

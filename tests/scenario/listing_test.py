@@ -1,5 +1,7 @@
 """Which drives are found, what is said about the others, and what is asked of each."""
 import re
+import shutil
+import time
 import unittest
 
 from machine import Machine
@@ -97,6 +99,20 @@ class Listing(unittest.TestCase):
             "ioctl(SG_IO): No such device",
             *(f"SCSI({code}h): {what}" for code in ("12", "9E", "25")
               for what in ("driver_status == 1", "host_status == 3"))})
+
+    def test_slow_drives_are_waited_for_at_the_same_time(self):
+        m = Machine(self, "".join(f'sda,{h},0,A,"B",1,-,-; command-ms=200\n' for h in range(32))).run("-V")
+        begin = time.monotonic()
+        m.run("--list", direct=True)
+        self.assertEqual(m.out.count("\n"), 32)
+        self.assertTrue(0.8 <= time.monotonic() - begin < 12.8, "4 commands take 0.8 s, those of 32 drives 25.6 s")
+
+    def test_drive_that_cannot_keep_its_state(self):
+        m = Machine(self, SAS.format(h=0) + "attention=0x3f01\n").run("-V")
+        shutil.rmtree(m.dir / "state")
+        (m.dir / "state").touch()
+        m.run("--list", direct=True)
+        self.assertEqual((m.out, m.diagnostics.count("ioctl(SG_IO): Input/output error\n")), ("", 3))
 
     def test_machine_without_drives(self):
         for without, said in (["sysfs"], "/sys/class/scsi_device: No such file or directory\n"), ([], ""):
