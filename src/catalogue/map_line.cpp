@@ -88,14 +88,14 @@ static field_result next_field(const char **p, bool may_end_line, std::string_vi
     return field_ok;
 }
 
-int split_map_line(const char *content, unsigned number, std::string_view *fields, std::string *error)
+bool split_map_line(const char *content, unsigned number, std::string_view *fields, std::string *error)
 {
     for (int i = 0; i < num_map_fields; ++i) {
         const field_result result = next_field(&content, field_rules[i].may_end_line, &fields[i]);
         if (result == field_ok) continue;
         const char *msg = result == field_missing ? "Misformed line %u\n" : field_rules[i].open_msg;
         *error = format_text(message_size, msg, number); // NOLINT(clang-diagnostic-format-nonliteral)
-        return 0;
+        return false;
     }
-    return 1;
+    return true;
 }

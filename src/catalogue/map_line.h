@@ -23,6 +23,6 @@ const char *next_map_line(map_reader *reader);
 
 /* Splits a line's content into its fields, which point into it. A quoted field's closing quote is not passed
  * over: it opens the next field, so that quoted fields are written chained, "A"B"C"D". What follows the last
- * field is ignored. Returns 1; 0 with the message for line `number` in *error when a field is missing or has
- * no end, the fields from there on being left as they were. */
-int split_map_line(const char *content, unsigned number, std::string_view *fields, std::string *error);
+ * field is ignored. Returns true; false with the message for line `number` in *error when a field is missing
+ * or has no end, the fields from there on being left as they were. */
+bool split_map_line(const char *content, unsigned number, std::string_view *fields, std::string *error);
