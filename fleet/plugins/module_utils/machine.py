@@ -18,9 +18,9 @@ ARGUMENTS = dict(
     rehearsal_listing=dict(type="path"),
     rehearsal_dir=dict(type="path"),
     rehearsal_words=dict(type="dict", default={}),
+    rehearsal_power_cycle=dict(type="bool", default=False),
 )
 WRITTEN_BY_RUNS = ("Vandrel.log", "Vandrel.log~", "Vandrel.stderr")
-REVISION_FROM_KERNEL = "kernel"
 BUSY_STATUS = 1
 
 
@@ -38,7 +38,8 @@ class Machine(object):
         self.tree = os.path.join(self.system, "root")
         inventory = self.system.rstrip("/") + ".inventory"
         self._write_inventory(params["rehearsal_listing"], inventory, params["rehearsal_words"])
-        self.command = [params["rehearse"], "--dir", self.system, inventory]
+        self.command = [params["rehearse"], "--dir", self.system]
+        self.command += (["--power-cycle"] if params["rehearsal_power_cycle"] else []) + [inventory]
         if params["root"] != "/":
             self.command += ["-R", params["root"]]
 

@@ -35,6 +35,10 @@ options:
     description: Words of the rehearsal for drives, by their target.
     type: dict
     default: {}
+  rehearsal_power_cycle:
+    description: The simulated drives have been without power since the last call.
+    type: bool
+    default: false
 """
 EXAMPLES = r"""
 - name: List the drives

@@ -36,6 +36,10 @@ options:
     description: Words of the rehearsal for drives, by their target.
     type: dict
     default: {}
+  rehearsal_power_cycle:
+    description: The simulated drives have been without power since the last call.
+    type: bool
+    default: false
   targets:
     description: Flash these only, as I(adapter),I(host),I(slot). Empty for all.
     type: list
