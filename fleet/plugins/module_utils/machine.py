@@ -22,6 +22,7 @@ ARGUMENTS = dict(
 )
 WRITTEN_BY_RUNS = ("Vandrel.log", "Vandrel.log~", "Vandrel.stderr")
 BUSY_STATUS = 1
+KEPT = 1 << 20  # of a log
 
 
 class Machine(object):
@@ -66,7 +67,7 @@ class Machine(object):
         out, err = process.communicate()
         return process.returncode, out.decode("utf-8", "replace"), err.decode("utf-8", "replace")
 
-    def text(self, path, limit=1 << 20):
+    def text(self, path, limit=KEPT):
         """The end of a file below the tree."""
         return kernel.read(self.tree + path)[-limit:]
 
@@ -189,16 +190,13 @@ def flash(machine, targets, limit_s, grace_s, folder):
 
 
 def last_words(log, number):
-    """The end of what the tool said of the drive that was flashed as the number-th, from the log."""
-    words, kept = [], []
-    for line in log.splitlines():
-        if line.startswith("Firmware update of drive ") or line.startswith("Firmware download of drive "):
-            if line.split(" drive ")[1].split(" ")[0] == str(number):
-                kept = words[-3:] + [line]
-            words = []
-        elif line.strip():
-            words.append(line.strip())
-    return " | ".join(kept or words[-3:])[-600:]
+    """The end of what the tool said of the drive that was flashed as the number-th. The log has one such line for each
+    drive, and repeats the command after each failed attempt."""
+    parts = ("\n" + log).split("\nNow executing: ")
+    if number >= len(parts):
+        return "nothing in the log"
+    lines = [line.strip() for line in parts[number].splitlines()[1:]]
+    return " | ".join([line for line in lines if line and not line.startswith("Command ")][-3:])[-600:]
 
 
 def judge(record, number, result, drives, log, running):
@@ -222,7 +220,7 @@ def judge(record, number, result, drives, log, running):
 def update(machine, params):
     """Lists, chooses, flashes, lists again: (what changed, report of the host)."""
     drives, text, error = list_drives(machine, fresh=True)
-    report = dict(records=plan(drives, params), listing=text, error=error, log="", diagnostics="", results="")
+    report = dict(records=plan(drives, params), listing=text, error=error, log="", diagnostics="", result_lines="")
     sums = kernel.read(params["checksums"]) if params["checksums"] else ""
     if not error and params["checksums"]:
         tree = params["root"].rstrip("/")
@@ -237,14 +235,15 @@ def update(machine, params):
     targets = [record["target"] for record in chosen]
     status, out, err = flash(machine, targets, params["time_limit"], params["grace"], params["job_dir"])
     # Status 1 without a result: another run is at work, or start-up failed. No drive was touched.
-    results, log = listing.parse_results(out), machine.text("/tmp/Vandrel.log")
+    results = listing.parse_results(out)
+    log = machine.text("/tmp/Vandrel.log", 1 << 26) if status != BUSY_STATUS else ""
     fresh, report["listing"], error = list_drives(machine, fresh=True)
     if error:
         report["error"] = error
     if status != 0:
         report["error"] = err.strip()[-500:] or ("the run did not end in time" if status is None else
                                                  "vandrel ended with status %d" % status)
-    report.update(results=out, log=log, diagnostics=machine.text("/Data/Vandrel.stderr"))
+    report.update(result_lines=out, log=log[-KEPT:], diagnostics=machine.text("/Data/Vandrel.stderr"))
     found = dict((drive["target"], drive) for drive in fresh)
     for number, record in enumerate(chosen, 1):
         judge(record, number, results.get(record["target"]), found, log, status is None)

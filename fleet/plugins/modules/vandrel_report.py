@@ -101,7 +101,7 @@ def keep(params):
         report.write("%s/listings/%s" % (params["path"], host), survey["listing"])
     if survey and survey.get("map"):
         report.write(params["path"] + "/Map.txt", survey["map"])
-    for name in ("results", "log", "diagnostics"):
+    for name in ("result_lines", "log", "diagnostics"):
         if said.get(name):
             report.write("%s/logs/%s.%s" % (params["path"], host, name), said[name])
     bad = ["%s %s: %s" % (record["target"], record["state"], record["reason"])

@@ -85,7 +85,7 @@ listing:
   description: The last listing.
   returned: always
   type: str
-results:
+result_lines:
   description: The run's result lines.
   returned: always
   type: str
