@@ -54,7 +54,7 @@ class Fleet(unittest.TestCase):
         config = cls.dir / f"{name}.sshd"
         config.write_text(
             f"Port {cls.ports[name]}\nListenAddress 127.0.0.1\nHostKey {cls.dir}/host\nPidFile none\nUsePAM no\n"
-            f"AuthorizedKeysFile {cls.dir}/user.pub\nStrictModes no\n"
+            f"Subsystem sftp internal-sftp\nAuthorizedKeysFile {cls.dir}/user.pub\nStrictModes no\n"
             f'SetEnv "PATH={BUILD}:/usr/sbin:/usr/bin:/sbin:/bin" VANDREL_REHEARSAL_SLEEP={pause}\n')
         cls.daemons[name] = subprocess.Popen(["/usr/sbin/sshd", "-D", "-f", config], stderr=subprocess.DEVNULL)
         cls.addClassCleanup(cls.daemons[name].wait)
