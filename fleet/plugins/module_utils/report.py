@@ -102,6 +102,8 @@ def as_html(outcome, title):
              "<h1>%s</h1><p>%d hosts, %d drives, %d hosts failed</p>" % (
                  title, len(hosts), len(outcome["drives"]), sum(host["failed"] for host in hosts)),
              table(("State", "Drives"), counts, [state for state, unused in counts]),
+             "<h2>Models and revisions</h2>",
+             table(("Model", "Revision", "Before", "After"), matrix(outcome["drives"])),
              "<h2>Hosts</h2>",
              table(("Host", "Drives", "Error"), [(host["host"], host["drives"], host["error"]) for host in hosts],
                    ["failed" if host["failed"] else "" for host in hosts]),
@@ -109,8 +111,6 @@ def as_html(outcome, title):
              table([column.capitalize() for column in COLUMNS],
                    [[row[column] for column in COLUMNS] for row in outcome["drives"]],
                    [row["state"] for row in outcome["drives"]]),
-             "<h2>Models and revisions</h2>",
-             table(("Model", "Revision", "Before", "After"), matrix(outcome["drives"])),
              "<h2>Map</h2><pre>%s</pre>" % escape(outcome["lint"] or "no findings")]
     return "\n".join(parts) + "</html>\n"
 
