@@ -202,13 +202,15 @@ def last_words(log, number):
 def judge(record, number, result, drives, log, running):
     """The state of a drive that was to be flashed. The fresh listing has the last word, not the result line."""
     now = drives.get(record["target"])
+    if running:
+        record.update(state="failed", after=now["revision"] if now else "",
+                      reason="no end within the time limit; its tool may still be writing")
+        return
     if now is None or now["model"] != record["model"]:
         record.update(state="gone", after="", reason="is no longer listed; " + last_words(log, number))
         return
     record["after"] = now["revision"]
-    if running:
-        record.update(state="failed", reason="no end within the time limit; its tool may still be writing")
-    elif now["revision"] == record["wanted"]:
+    if now["revision"] == record["wanted"]:
         record.update(state="updated", reason="")
     elif result == "SUCCESS":
         record.update(state="needs power cycle", reason="the tool succeeded, the drive still runs " + now["revision"])
@@ -246,5 +248,8 @@ def update(machine, params):
     report.update(result_lines=out, log=log[-KEPT:], diagnostics=machine.text("/Data/Vandrel.stderr"))
     found = dict((drive["target"], drive) for drive in fresh)
     for number, record in enumerate(chosen, 1):
+        if error:
+            record.update(state="failed", after="", reason="the drives can't be listed after the run: " + error)
+            continue
         judge(record, number, results.get(record["target"]), found, log, status is None)
     return not (status == BUSY_STATUS and not results), report

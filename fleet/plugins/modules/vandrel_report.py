@@ -88,8 +88,8 @@ def keep(params):
     error = said.get("error", "")
     if said.get("unreachable"):
         error = "unreachable: " + said.get("msg", "")
-    elif said.get("failed"):
-        error = said.get("msg") or "the module failed"
+    elif "records" not in said and "drives" not in said:  # a module that broke off, or a job that was lost
+        error = " ".join(str(said[name]) for name in ("msg", "module_stderr") if said.get(name)) or "nothing came back"
     for folder in ("hosts", "listings", "logs"):
         if not os.path.isdir("%s/%s" % (params["path"], folder)):
             os.makedirs("%s/%s" % (params["path"], folder))
