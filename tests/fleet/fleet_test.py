@@ -63,7 +63,7 @@ class Fleet(unittest.TestCase):
     @classmethod
     def write_inventory(cls):
         options = (f"-o StrictHostKeyChecking=no -o UserKnownHostsFile=/dev/null -o IdentitiesOnly=yes "
-                   "-o ConnectTimeout=5 -o ControlPath=none")
+                   "-o ConnectTimeout=5")
         hosts = {name: {
             "ansible_host": "127.0.0.1", "ansible_port": port, "ansible_python_interpreter": sys.executable,
             "ansible_ssh_private_key_file": f"{cls.dir}/user", "ansible_ssh_common_args": options,
@@ -78,7 +78,9 @@ class Fleet(unittest.TestCase):
         shutil.rmtree(folder, ignore_errors=True)
         environment = os.environ | {
             "ANSIBLE_COLLECTIONS_PATH": f"{self.dir}/collections", "HOME": str(self.dir), "ANSIBLE_NOCOLOR": "1",
-            "PATH": f"{BUILD}:{os.environ['PATH']}", "VANDREL_REHEARSAL_SLEEP": "0", "ANSIBLE_FORKS": "8"}
+            "PATH": f"{BUILD}:{os.environ['PATH']}", "VANDREL_REHEARSAL_SLEEP": "0", "ANSIBLE_FORKS": "8",
+            "ANSIBLE_PIPELINING": "1", "ANSIBLE_SSH_ARGS": "-o ControlMaster=auto -o ControlPersist=3",
+            "ANSIBLE_SSH_CONTROL_PATH_DIR": f"{self.dir}/c"}
         run = subprocess.run(
             ["ansible-playbook", "-i", self.dir / "inventory.json", f"vandrel.fleet.{name}", *args, "-e",
              json.dumps({"vandrel_reports": str(folder)} | variables)],

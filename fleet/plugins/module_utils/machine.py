@@ -222,7 +222,8 @@ def judge(record, number, result, drives, log, running):
 def update(machine, params):
     """Lists, chooses, flashes, lists again: (what changed, report of the host)."""
     drives, text, error = list_drives(machine, fresh=True)
-    report = dict(records=plan(drives, params), listing=text, error=error, log="", diagnostics="", result_lines="")
+    report = dict(records=plan(drives, params), before=text, listing=text, error=error,
+                  map=machine.map_text(), log="", diagnostics="", result_lines="")
     sums = kernel.read(params["checksums"]) if params["checksums"] else ""
     if not error and params["checksums"]:
         tree = params["root"].rstrip("/")

@@ -97,11 +97,12 @@ def keep(params):
     entry = dict(records=records, error=error, version=(survey or {}).get("version", ""),
                  checksums=said.get("checksums", {}))
     report.write("%s/hosts/%s.json" % (params["path"], host), json.dumps(entry, indent=1))
-    if survey and survey.get("listing"):
-        report.write("%s/listings/%s" % (params["path"], host), survey["listing"])
-    if survey and survey.get("map"):
-        report.write(params["path"] + "/Map.txt", survey["map"])
-    for name in ("result_lines", "log", "diagnostics"):
+    listing = said.get("before") or said.get("listing")
+    if listing:
+        report.write("%s/listings/%s" % (params["path"], host), listing)
+    if said.get("map"):
+        report.write(params["path"] + "/Map.txt", said["map"])
+    for name in ("result_lines", "log", "diagnostics", "listing"):
         if said.get(name):
             report.write("%s/logs/%s.%s" % (params["path"], host, name), said[name])
     bad = ["%s %s: %s" % (record["target"], record["state"], record["reason"])

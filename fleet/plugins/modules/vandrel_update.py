@@ -81,6 +81,14 @@ records:
   returned: always
   type: list
   elements: dict
+before:
+  description: The first listing.
+  returned: always
+  type: str
+map:
+  description: The text of the firmware map.
+  returned: always
+  type: str
 listing:
   description: The last listing.
   returned: always
