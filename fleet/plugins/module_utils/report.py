@@ -13,11 +13,12 @@ from html import escape
 # Trouble first: the order of the report.
 STATES = ("failed", "gone", "unreachable", "needs power cycle", "skipped", "planned", "no image", "updated", "current")
 BAD = ("failed", "gone")
+TROUBLE = BAD + ("needs power cycle",)
 COLUMNS = ("host", "target", "state", "reason", "vendor", "model", "before", "wanted", "after", "image")
 STYLE = """body{font:14px/1.4 system-ui,sans-serif;margin:2em;color:#222}table{border-collapse:collapse;margin:1em 0}
 td,th{border:1px solid #ccc;padding:.25em .6em;text-align:left;vertical-align:top}th{background:#eee}
 .failed,.gone,.unreachable{background:#fbd5d5}.needs-power-cycle{background:#fdebc8}.skipped,.planned{background:#fff8d8}
-.updated{background:#d9f2dc}.n{text-align:right}pre{background:#f6f6f6;padding:1em;overflow:auto}"""
+.updated{background:#d9f2dc}summary{font-size:1.3em;cursor:pointer;margin:1em 0}.n{text-align:right}pre{background:#f6f6f6;padding:1em;overflow:auto}"""
 
 
 def survey_records(drives):
@@ -78,6 +79,8 @@ def as_csv(outcome):
 
 
 def table(heads, rows, classes=None):
+    if not rows:
+        return "<p>none</p>"
     lines = ["<table><tr>" + "".join("<th>%s</th>" % escape(head) for head in heads) + "</tr>"]
     for number, row in enumerate(rows):
         kind = classes[number].replace(" ", "-") if classes else ""
@@ -95,23 +98,32 @@ def matrix(drives):
     return [key + tuple(cells[key]) for key in sorted(cells)]
 
 
+def host_table(hosts):
+    rows = [(host["host"], host["drives"], host["error"]) for host in hosts]
+    return table(("Host", "Drives", "Error"), rows, ["failed" if host["failed"] else "" for host in hosts])
+
+
+def drive_table(drives):
+    rows = [[row[column] for column in COLUMNS] for row in drives]
+    return table([column.capitalize() for column in COLUMNS], rows, [row["state"] for row in drives])
+
+
 def as_html(outcome, title):
     counts = [(state, outcome["counts"][state]) for state in STATES if outcome["counts"][state]]
-    hosts = outcome["hosts"]
+    hosts, drives = outcome["hosts"], outcome["drives"]
+    trouble = sum(row["state"] in TROUBLE for row in drives)  # they stand first
     parts = ["<!DOCTYPE html><html lang=en><meta charset=utf-8><title>%s</title><style>%s</style>" % (title, STYLE),
              "<h1>%s</h1><p>%d hosts, %d drives, %d hosts failed</p>" % (
                  title, len(hosts), len(outcome["drives"]), sum(host["failed"] for host in hosts)),
              table(("State", "Drives"), counts, [state for state, unused in counts]),
+             "<h2>Drives in trouble</h2>", drive_table(drives[:trouble]),
+             "<h2>Hosts that failed</h2>", host_table([host for host in hosts if host["failed"]]),
              "<h2>Models and revisions</h2>",
              table(("Model", "Revision", "Before", "After"), matrix(outcome["drives"])),
-             "<h2>Hosts</h2>",
-             table(("Host", "Drives", "Error"), [(host["host"], host["drives"], host["error"]) for host in hosts],
-                   ["failed" if host["failed"] else "" for host in hosts]),
-             "<h2>Drives</h2>",
-             table([column.capitalize() for column in COLUMNS],
-                   [[row[column] for column in COLUMNS] for row in outcome["drives"]],
-                   [row["state"] for row in outcome["drives"]]),
              "<h2>Map</h2><pre>%s</pre>" % escape(outcome["lint"] or "no findings")]
+    # What is well is there for who looks for it: five hundred hosts must not hide the one that failed.
+    for heading, content in (("All hosts", host_table(hosts)), ("All drives", drive_table(drives))):
+        parts.append("<details><summary>%s</summary>%s</details>" % (heading, content))
     return "\n".join(parts) + "</html>\n"
 
 
