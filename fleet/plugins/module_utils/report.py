@@ -1,0 +1,148 @@
+"""The reports on the control node: result.json, result.csv and one self-contained page."""
+from __future__ import absolute_import, division, print_function
+
+__metaclass__ = type
+
+import csv
+import io
+import json
+import os
+
+from html import escape
+
+# Trouble first: the order of the report.
+STATES = ("failed", "gone", "unreachable", "needs power cycle", "skipped", "planned", "no image", "updated", "current")
+BAD = ("failed", "gone")
+TROUBLE = BAD + ("needs power cycle",)
+COLUMNS = ("host", "target", "state", "reason", "vendor", "model", "before", "wanted", "after", "image")
+STYLE = """body{font:14px/1.4 system-ui,sans-serif;margin:2em;color:#222}table{border-collapse:collapse;margin:1em 0}
+td,th{border:1px solid #ccc;padding:.25em .6em;text-align:left;vertical-align:top}th{background:#eee}
+.failed,.gone,.unreachable{background:#fbd5d5}.needs-power-cycle{background:#fdebc8}.skipped,.planned{background:#fff8d8}
+.updated{background:#d9f2dc}summary{font-size:1.3em;cursor:pointer;margin:1em 0}.n{text-align:right}pre{background:#f6f6f6;padding:1em;overflow:auto}"""
+
+
+def survey_records(drives):
+    """What a survey says of drives: who would be flashed is planned, without a look at what a roll-out may do."""
+    records = []
+    for drive in drives:
+        record = dict((name, drive[name]) for name in ("target", "vendor", "model", "image"))
+        state = drive["label"] if not drive["image"] else "skipped" if drive["use"] else "planned"
+        record.update(before=drive["revision"], wanted=drive["new_revision"], after=drive["revision"], state=state,
+                      chosen=state == "planned", reason="; ".join(drive["use"]))
+        records.append(record)
+    return records
+
+
+def verify(records, drives):
+    """After a power cycle: what waited for it is updated now, or failed."""
+    found = dict((drive["target"], drive) for drive in drives)
+    for record in records:
+        drive = found.get(record["target"])
+        if record["state"] != "needs power cycle":
+            continue
+        if drive is None or drive["model"] != record["model"]:
+            record.update(state="gone", after="", reason="is no longer listed after the power cycle")
+            continue
+        record["after"] = drive["revision"]
+        if drive["revision"] == record["wanted"]:
+            record.update(state="updated", reason="after a power cycle")
+        else:
+            record.update(state="failed", reason="runs %s after a power cycle, too" % drive["revision"])
+
+
+def result(hosts, lint):
+    """The content of result.json. `hosts` maps names to what was kept of each."""
+    rows, entries = [], []
+    for name in sorted(hosts):
+        host = hosts[name]
+        states = [record["state"] for record in host["records"]]
+        bad = bool(host.get("error")) or any(state in BAD for state in states)
+        entries.append(dict(host=name, failed=bad, error=host.get("error", ""), version=host.get("version", ""),
+                            drives=len(states)))
+        rows.extend(dict((column, name if column == "host" else record[column]) for column in COLUMNS)
+                    for record in host["records"])
+    entries.sort(key=lambda entry: (not entry["failed"], entry["host"]))
+    rows.sort(key=lambda row: STATES.index(row["state"]))
+    counts = dict((state, sum(row["state"] == state for row in rows)) for state in STATES)
+    counts["unreachable"] = sum(entry["error"].startswith("unreachable") for entry in entries)
+    return dict(format=1, counts=counts, hosts=entries, drives=rows, lint=lint)
+
+
+def as_csv(outcome):
+    text = io.StringIO()
+    writer = csv.writer(text, lineterminator="\n")
+    writer.writerow(COLUMNS)
+    for row in outcome["drives"]:
+        # A cell that begins like a formula is one to a spreadsheet.
+        writer.writerow(["'" + row[name] if row[name][:1] in tuple("=+-@\t") else row[name] for name in COLUMNS])
+    return text.getvalue()
+
+
+def table(heads, rows, classes=None):
+    if not rows:
+        return "<p>none</p>"
+    lines = ["<table><tr>" + "".join("<th>%s</th>" % escape(head) for head in heads) + "</tr>"]
+    for number, row in enumerate(rows):
+        kind = classes[number].replace(" ", "-") if classes else ""
+        cells = ("<td%s>%s</td>" % (" class=n" if isinstance(cell, int) else "", escape(str(cell))) for cell in row)
+        lines.append('<tr class="%s">%s</tr>' % (kind, "".join(cells)))
+    return "\n".join(lines) + "</table>"
+
+
+def matrix(drives):
+    """Rows of model, revision, drives before, drives after."""
+    cells = {}
+    for row in drives:
+        for column, revision in ((0, row["before"]), (1, row["after"])):
+            cells.setdefault((row["model"], revision or "(gone)"), [0, 0])[column] += 1
+    return [key + tuple(cells[key]) for key in sorted(cells)]
+
+
+def host_table(hosts):
+    rows = [(host["host"], host["drives"], host["error"]) for host in hosts]
+    return table(("Host", "Drives", "Error"), rows, ["failed" if host["failed"] else "" for host in hosts])
+
+
+def drive_table(drives):
+    rows = [[row[column] for column in COLUMNS] for row in drives]
+    return table([column.capitalize() for column in COLUMNS], rows, [row["state"] for row in drives])
+
+
+def as_html(outcome, title):
+    counts = [(state, outcome["counts"][state]) for state in STATES if outcome["counts"][state]]
+    hosts, drives = outcome["hosts"], outcome["drives"]
+    trouble = sum(row["state"] in TROUBLE for row in drives)  # they stand first
+    parts = ["<!DOCTYPE html><html lang=en><meta charset=utf-8><title>%s</title><style>%s</style>" % (title, STYLE),
+             "<h1>%s</h1><p>%d hosts, %d drives, %d hosts failed</p>" % (
+                 title, len(hosts), len(outcome["drives"]), sum(host["failed"] for host in hosts)),
+             table(("State", "Drives"), counts, [state for state, unused in counts]),
+             "<h2>Drives in trouble</h2>", drive_table(drives[:trouble]),
+             "<h2>Hosts that failed</h2>", host_table([host for host in hosts if host["failed"]]),
+             "<h2>Models and revisions</h2>",
+             table(("Model", "Revision", "Before", "After"), matrix(outcome["drives"])),
+             "<h2>Map</h2><pre>%s</pre>" % escape(outcome["lint"] or "no findings")]
+    # What is well is there for who looks for it: five hundred hosts must not hide the one that failed.
+    for heading, content in (("All hosts", host_table(hosts)), ("All drives", drive_table(drives))):
+        parts.append("<details><summary>%s</summary>%s</details>" % (heading, content))
+    return "\n".join(parts) + "</html>\n"
+
+
+def write(path, text):
+    """Whole or not at all."""
+    with open(path + ".new", "wb") as file:
+        file.write(text.encode("utf-8", "backslashreplace"))
+    os.rename(path + ".new", path)
+
+
+def render(folder, title, lint):
+    """Writes the reports of all hosts that are kept in the folder; returns the outcome."""
+    hosts = {}
+    for name in os.listdir(folder + "/hosts"):
+        if name.endswith(".json"):
+            with open("%s/hosts/%s" % (folder, name), "rb") as file:
+                hosts[name[:-5]] = json.loads(file.read().decode("utf-8"))
+    outcome = result(hosts, lint)
+    write(folder + "/result.json", json.dumps(outcome, indent=1, sort_keys=True) + "\n")
+    write(folder + "/result.csv", as_csv(outcome))
+    write(folder + "/report.html", as_html(outcome, escape(title)))
+    return outcome

@@ -1,0 +1,51 @@
+"""The listing's grammar where drives have odd texts, and the map's where it labels a drive as current."""
+import pathlib
+import sys
+import types
+import unittest
+
+SOURCE = pathlib.Path(__file__).resolve().parents[2] / "fleet"
+for name, path in (("ansible_collections", ""), ("ansible_collections.vandrel", ""),
+                   ("ansible_collections.vandrel.fleet", SOURCE),
+                   ("ansible_collections.vandrel.fleet.plugins", SOURCE / "plugins"),
+                   ("ansible_collections.vandrel.fleet.plugins.module_utils", SOURCE / "plugins/module_utils")):
+    module = sys.modules.setdefault(name, types.ModuleType(name))
+    module.__path__ = [str(path)] if path else []
+from ansible_collections.vandrel.fleet.plugins.module_utils import listing, machine  # noqa: E402
+
+PARAMS = {"targets": [], "allow_in_use": [], "drained": False}
+
+
+class Listing(unittest.TestCase):
+    def test_odd_texts(self):
+        for line, model, revision, image in (
+                ('sda,0,0,ATA,"ST4000",SN04,SN06,"x.lod";', "ST4000", "SN04", "x.lod"),
+                ('sdX,0,0,A,"a","b",c",0001,-,-;', 'a","b",c', "0001", ""),
+                ('0,8,11,A,B,"<i>;$(x)",A,B,C,"a b,c.bin"; in-use', "<i>;$(x)", "A,B", "a b,c.bin"),
+                ('sda,0,0,,"",,-,-;', "", "", "")):
+            drive = listing.parse_drive(line)
+            self.assertEqual((drive["model"], drive["revision"], drive["image"]), (model, revision, image), line)
+        for line in ("", "sda,0,0", 'sda,0,x,ATA,"M",1,-,-;', 'sda,0,0,ATA,"M",1,-,-', 'Error sda,0,0,ATA,"M",1,-,-;'):
+            self.assertIsNone(listing.parse_drive(line), line)
+
+    def test_current(self):
+        rules = '# "M" x NEW i\n"^WDC W$"^O"NEW"i"\n^ST[[:digit:]]+$ O N2 i\n( O NEW i\n'
+        for model, revision, current in (("WDC W", "NEW", True), ("WDC W", "O", False), ("ST40", "N2", True),
+                                         ("STx", "N2", False), ("other", "NEW", False)):
+            self.assertEqual(listing.is_current({"model": model, "revision": revision}, rules), current, model)
+
+    def test_choice(self):
+        def chosen(line, use=(), **params):
+            return not machine.skip_reason(dict(listing.parse_drive(line), use=list(use)), dict(PARAMS, **params))
+        disk, behind = 'sda,0,0,ATA,"M",1,2,"i";', '0,8,0,ATA,"M",1,2,"i";'
+        self.assertTrue(chosen(disk))
+        self.assertFalse(chosen(disk, ["swap"]))
+        self.assertTrue(chosen(disk, ["swap"], allow_in_use=["sda,0,0"]))
+        self.assertFalse(chosen(disk, ["swap"], allow_in_use=["sda,0,1"], drained=True))
+        self.assertFalse(chosen(behind, allow_in_use=["0,8,0"]))
+        self.assertTrue(chosen(behind, drained=True))
+        self.assertFalse(chosen(disk, targets=["sdb,0,1"]))
+
+
+if __name__ == "__main__":
+    unittest.main()
