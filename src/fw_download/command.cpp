@@ -8,6 +8,8 @@ namespace fw_download
 
 constexpr uint8_t key_illegal_request = 5;
 constexpr uint8_t key_unit_attention = 6;
+constexpr uint8_t asc_unknown_command = 0x20;
+constexpr uint8_t asc_wrong_field = 0x24;
 constexpr int max_attentions = 4;       /* more than a drive keeps in store at a time */
 constexpr size_t shown_of_segment = 16; /* enough to know a segment by; a log need not hold the image */
 
@@ -17,10 +19,17 @@ bool is_expected_attention(const outcome &o)
            (o.asc == 0x29 || o.asc == 0x2A || o.asc == 0x3F);
 }
 
+bool is_unknown_command(const outcome &o)
+{
+    return o.where == layer::drive && o.is_current && o.sense_key == key_illegal_request &&
+           o.asc == asc_unknown_command;
+}
+
 bool is_refusal(const outcome &o)
 {
-    const bool is_unknown = o.sense_key == key_illegal_request && (o.asc == 0x20 || o.asc == 0x24);
-    return o.where == layer::drive && o.is_current && (is_unknown || o.is_abort);
+    const bool is_wrong_form = o.sense_key == key_illegal_request && o.asc == asc_wrong_field;
+    return is_unknown_command(o) ||
+           (o.where == layer::drive && o.is_current && (is_wrong_form || o.is_abort));
 }
 
 bool is_gone(const outcome &o)

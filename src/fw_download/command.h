@@ -58,6 +58,9 @@ bool is_expected_attention(const outcome &o);
 /* True when the drive does not know the command, or not in this form; one that judged the data bad does. */
 bool is_refusal(const outcome &o);
 
+/* True when the drive does not know the command at all. */
+bool is_unknown_command(const outcome &o);
+
 /* True when the kernel no longer has the drive. */
 bool is_gone(const outcome &o);
 

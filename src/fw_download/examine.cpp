@@ -47,7 +47,8 @@ exit_status examine(const drive &d, const std::string &place, size_t image_size,
     const auto data = ask_identify(d, &how);
     if (data) return examine_ata(d, place, *data, image_size, limits, f);
     /* Some that only look like a translator have the page, and no pass-through behind it. */
-    if (id->vendor != "ATA" && is_refusal(how)) return examine_scsi(d, place, *id, image_size, limits, f);
+    if (id->vendor != "ATA" && is_unknown_command(how))
+        return examine_scsi(d, place, *id, image_size, limits, f);
     /* A SCSI drive's way would pass by the limits that nobody told. */
     complain(d.con, "%s is an ATA drive and does not identify itself%s%s: nothing was sent", place.c_str(),
              how.text.empty() ? "" : ": ", how.text.c_str());
