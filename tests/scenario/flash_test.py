@@ -98,6 +98,8 @@ class Flash(unittest.TestCase):
         self.assertIn("25 % sent, segment 1 of 4\n", m.said)
         m = self.flash(SCSI.format("hang=3B0700008000"))
         self.assertRegex(m.complaints, r"segment 2 of 4 \(mode 07h, 32768 bytes from 32768 on\): host: .*TIME_OUT")
+        m = self.flash(SCSI.format("status=3B0700018000:8"))
+        self.assertIn("segment 4 of 4 (mode 07h, 4608 bytes from 98304 on): drive: Busy", m.complaints)
         m = self.flash(ATA.format("flash-needs-power-cycle"))
         self.assertEqual((m.result, m.said.splitlines()[-1]),
                          (0, "SN04 still runs: a power cycle is needed for the new firmware"))
