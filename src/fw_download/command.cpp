@@ -15,8 +15,11 @@ constexpr size_t shown_of_segment = 16; /* enough to know a segment by; a log ne
 
 bool is_expected_attention(const outcome &o)
 {
+    const bool is_reset = o.asc == 0x29;
+    const bool is_new_microcode =
+        o.asc == 0x3F && (o.ascq == 0x01 || o.ascq == 0x16); /* 16h: without a reset */
     return o.where == layer::drive && o.is_current && o.sense_key == key_unit_attention &&
-           (o.asc == 0x29 || o.asc == 0x2A || o.asc == 0x3F);
+           (is_reset || is_new_microcode);
 }
 
 bool is_unknown_command(const outcome &o)

@@ -118,7 +118,8 @@ TEST(fw_download, sends_each_segment_once_and_in_order)
     const std::vector<attempt> ata_deferred = {
         {carrier::microcode_pio, mode_defer, 131072, true}
     };
-    const outcome illegal = refusal(5, 0x24), reset = refusal(6, 0x29), changed = refusal(6, 0x3F);
+    const outcome illegal = refusal(5, 0x24), reset = refusal(6, 0x29);
+    const outcome changed = {.where = layer::drive, .sense_key = 6, .asc = 0x3F, .ascq = 1};
     const outcome abort = refusal(0xB, 0, true), busy = refusal(2, 4), lost = {.where = layer::host};
     const struct {
         std::vector<attempt> attempts;
@@ -126,29 +127,30 @@ TEST(fw_download, sends_each_segment_once_and_in_order)
         const char *sent;
         bool is_taken;
     } rows[] = {
-        {scsi,         {},                                  "first second last",                  true },
-        {deferred,     {},                                  "defer defer_last activate",          true },
-        {ata,          {},                                  "dma dma_2 dma_last",                 true },
-        {ata_deferred, {},                                  "0e 0e_last 0f",                      true },
+        {scsi,         {},                           "first second last",                  true },
+        {deferred,     {},                           "defer defer_last activate",          true },
+        {ata,          {},                           "dma dma_2 dma_last",                 true },
+        {ata_deferred, {},                           "0e 0e_last 0f",                      true },
  /* only a refusal of the first segment lets the next attempt begin */
-        {scsi,         {{0, illegal}},                      "first whole",                        true },
-        {scsi,         {{1, illegal}},                      "first second",                       false},
-        {scsi,         {{2, illegal}},                      "first second last",                  false},
-        {scsi,         {{0, refusal(0xB, 0)}},              "first",                              false},
-        {scsi,         {{0, refusal(5, 0x26)}},             "first",                              false}, /* the content */
-        {scsi,         {{0, busy}},                         "first",                              false},
-        {scsi,         {{0, lost}},                         "first",                              false},
-        {scsi,         {{0, illegal}, {1, illegal}},        "first whole",                        false},
-        {ata,          {{0, abort}, {1, illegal}},          "dma pio pio_whole",                  true },
-        {ata,          {{0, abort}, {2, abort}},            "dma pio pio_2",                      false},
-        {deferred,     {{2, illegal}},                      "defer defer_last activate",          false},
+        {scsi,         {{0, illegal}},               "first whole",                        true },
+        {scsi,         {{1, illegal}},               "first second",                       false},
+        {scsi,         {{2, illegal}},               "first second last",                  false},
+        {scsi,         {{0, refusal(0xB, 0)}},       "first",                              false},
+        {scsi,         {{0, refusal(5, 0x26)}},      "first",                              false}, /* the content */
+        {scsi,         {{0, busy}},                  "first",                              false},
+        {scsi,         {{0, lost}},                  "first",                              false},
+        {scsi,         {{0, illegal}, {1, illegal}}, "first whole",                        false},
+        {ata,          {{0, abort}, {1, illegal}},   "dma pio pio_whole",                  true },
+        {ata,          {{0, abort}, {2, abort}},     "dma pio pio_2",                      false},
+        {deferred,     {{2, illegal}},               "defer defer_last activate",          false},
  /* what stands in front of a command is passed over once */
-        {scsi,         {{0, reset}},                        "first first second last",            true },
-        {scsi,         {{1, changed}},                      "first second second last",           true },
-        {scsi,         {{1, refusal(6, 0x2A)}, {2, reset}}, "first second second",                false},
-        {scsi,         {{1, refusal(6, 0x28)}},             "first second",                       false},
-        {scsi,         {{0, reset}, {1, illegal}},          "first first whole",                  true },
-        {deferred,     {{2, changed}},                      "defer defer_last activate activate", true },
+        {scsi,         {{0, reset}},                 "first first second last",            true },
+        {scsi,         {{1, changed}},               "first second second last",           true },
+        {scsi,         {{1, changed}, {2, reset}},   "first second second",                false},
+        {scsi,         {{1, refusal(6, 0x2A)}},      "first second",                       false},
+        {scsi,         {{1, refusal(6, 0x3F)}},      "first second",                       false},
+        {scsi,         {{0, reset}, {1, illegal}},   "first first whole",                  true },
+        {deferred,     {{2, changed}},               "defer defer_last activate activate", true },
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(&row - rows);
