@@ -8,19 +8,31 @@ namespace fw_download
 
 constexpr uint8_t key_illegal_request = 5;
 constexpr uint8_t key_unit_attention = 6;
+constexpr uint8_t asc_unknown_command = 0x20;
+constexpr uint8_t asc_wrong_field = 0x24;
 constexpr int max_attentions = 4;       /* more than a drive keeps in store at a time */
 constexpr size_t shown_of_segment = 16; /* enough to know a segment by; a log need not hold the image */
 
 bool is_expected_attention(const outcome &o)
 {
+    const bool is_reset = o.asc == 0x29;
+    const bool is_new_microcode =
+        o.asc == 0x3F && (o.ascq == 0x01 || o.ascq == 0x16); /* 16h: without a reset */
     return o.where == layer::drive && o.is_current && o.sense_key == key_unit_attention &&
-           (o.asc == 0x29 || o.asc == 0x2A || o.asc == 0x3F);
+           (is_reset || is_new_microcode);
+}
+
+bool is_unknown_command(const outcome &o)
+{
+    return o.where == layer::drive && o.is_current && o.sense_key == key_illegal_request &&
+           o.asc == asc_unknown_command;
 }
 
 bool is_refusal(const outcome &o)
 {
-    const bool is_unknown = o.sense_key == key_illegal_request && (o.asc == 0x20 || o.asc == 0x24);
-    return o.where == layer::drive && o.is_current && (is_unknown || o.is_abort);
+    const bool is_wrong_form = o.sense_key == key_illegal_request && o.asc == asc_wrong_field;
+    return is_unknown_command(o) ||
+           (o.where == layer::drive && o.is_current && (is_wrong_form || o.is_abort));
 }
 
 bool is_gone(const outcome &o)

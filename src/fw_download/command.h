@@ -51,12 +51,15 @@ struct outcome {
     [[nodiscard]] bool is_taken() const { return where == layer::none; }
 };
 
-/* The unit attentions that a download itself or a reset brings about stand in front of a command, which was
- * not carried out: power on or reset (29h), parameters changed (2Ah), operating conditions changed (3Fh). */
+/* True for a unit attention of power on, reset or changed microcode: it stood in front of the command, which
+ * was not carried out and may be sent again. */
 bool is_expected_attention(const outcome &o);
 
 /* True when the drive does not know the command, or not in this form; one that judged the data bad does. */
 bool is_refusal(const outcome &o);
+
+/* True when the drive does not know the command at all. */
+bool is_unknown_command(const outcome &o);
 
 /* True when the kernel no longer has the drive. */
 bool is_gone(const outcome &o);

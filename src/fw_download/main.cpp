@@ -1,11 +1,10 @@
 /* Writes one firmware image into one directly attached drive. */
 #include "fw_download/after.h"
-#include "fw_download/ata_drive.h"
 #include "fw_download/claim.h"
 #include "fw_download/disk.h"
+#include "fw_download/examine.h"
 #include "fw_download/image.h"
 #include "fw_download/options.h"
-#include "fw_download/scsi_drive.h"
 #include "fw_download/send.h"
 #include "fw_download/transport.h"
 
@@ -16,13 +15,6 @@
 using namespace fw_download;
 
 constexpr int64_t all_ms = int64_t{10} * 60 * 1000; /* from the first segment until the drive is back */
-
-/* What the drive is and how it would be sent the image. */
-struct findings {
-    bool is_ata = false;
-    std::string revision;
-    plan way;
-};
 
 /* The only disk at the address that has a node, or nothing after a message. */
 static std::optional<disk> choose_disk(const console &con, const options &o)
@@ -51,40 +43,6 @@ static exit_status complain_of_claim(const console &con, const disk &d)
     if (users.empty()) complain(con, "the drive is in use: another program holds /dev/%s", d.block.c_str());
     complain(con, "nothing was sent");
     return exit_in_use;
-}
-
-/* Asks the drive; a status other than exit_done comes after a message. */
-static exit_status examine(const drive &d, const disk &where, size_t image_size, findings *f)
-{
-    const auto id = ask_identity(d);
-    if (!id) return complain(d.con, "%s does not answer INQUIRY", where.node.c_str()), exit_failed;
-    if (id->type != 0) return complain(d.con, "%s is no disk", where.node.c_str()), exit_no_disk;
-
-    f->is_ata = is_translated(d, *id);
-    outcome how;
-    const auto data = f->is_ata ? ask_identify(d, &how) : std::nullopt;
-    /* Some that only look like a translator have the page, and no pass-through behind it. */
-    if (!data && id->vendor != "ATA" && is_refusal(how)) f->is_ata = false;
-    if (f->is_ata && !data) { /* a SCSI drive's way would pass by the limits that nobody told */
-        complain(d.con, "%s is an ATA drive and does not identify itself%s%s: nothing was sent",
-                 where.node.c_str(), how.text.empty() ? "" : ": ", how.text.c_str());
-        return how.where == layer::drive || how.is_taken() ? exit_no_download : exit_failed;
-    }
-    f->revision = data ? identify_revision(*data) : id->revision;
-    const std::string name = data ? identify_model(*data) : id->vendor + " " + id->product;
-    say(d.con, "%s %s%s%s: %s, revision %s, %s\n", where.address.c_str(), where.node.c_str(),
-        where.block.empty() ? "" : " /dev/", where.block.c_str(), name.c_str(), f->revision.c_str(),
-        f->is_ata ? "ATA" : "SCSI");
-    if (data)
-        tell_ata_condition(d);
-    else
-        tell_condition(d);
-
-    const node_limits limits = read_limits(where);
-    f->way = data ? plan_ata(ask_ata_offer(d, *data), image_size, limits)
-                  : plan_scsi(ask_scsi_offer(d), image_size, limits);
-    if (f->way.attempts.empty()) complain(d.con, "%s", f->way.reason.c_str());
-    return f->way.status;
 }
 
 /* Only on a terminal, and only by the whole word. */
@@ -123,6 +81,16 @@ static bool follow_drive(node *n, const drive &d, const options &o, const findin
     return after == aftermath::told;
 }
 
+static void tell_plan(const console &con, const options &o, const plan &way, size_t image_size)
+{
+    say(con, "%s: %zu bytes\n", o.image.c_str(), image_size);
+    const char *link = "to be sent by";
+    for (const attempt &a : way.attempts) {
+        say(con, "%s %s\n", link, describe(a, image_size).c_str());
+        link = "or, if the drive refuses that at once, by";
+    }
+}
+
 static exit_status flash(const console &con, const options &o, const disk &where,
                          std::span<const uint8_t> image)
 {
@@ -133,15 +101,13 @@ static exit_status flash(const console &con, const options &o, const disk &where
     }
     if (!is_still_there(o, where)) return complain(con, "the drive was exchanged meanwhile"), exit_no_disk;
     const drive d = {.way = &node_wire, .handle = &n, .con = con};
+    const std::string place =
+        where.address + " " + where.node + (where.block.empty() ? "" : " /dev/" + where.block);
     findings f;
-    const exit_status status = examine(d, where, image.size(), &f);
+    const exit_status status = examine(d, place, image.size(), read_limits(where), &f);
     if (status != exit_done) return status;
 
-    say(con, "%s: %zu bytes\n", o.image.c_str(), image.size());
-    for (const attempt &a : f.way.attempts)
-        say(con, "%s%s\n",
-            &a == f.way.attempts.data() ? "to be sent by " : "or, if the drive refuses that at once, by ",
-            describe(a, image.size()).c_str());
+    tell_plan(con, o, f.way, image.size());
     if (!is_agreed(con, o)) return exit_failed;
 
     const int64_t deadline_ms = d.way->now_ms(d.handle) + all_ms;

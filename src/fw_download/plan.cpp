@@ -40,16 +40,20 @@ static std::optional<uint32_t> scsi_segment(const scsi_offer &offered, size_t im
     return boundary;
 }
 
+static plan too_large(size_t image_size, size_t most)
+{
+    return without_way(
+        exit_bad_image,
+        format_text(command_size, "the image has %zu bytes, the drive takes %zu", image_size, most));
+}
+
 plan plan_scsi(const scsi_offer &offered, size_t image_size, const node_limits &limits)
 {
     if (offered.offsets == offer::no && offered.whole == offer::no && offered.defer != offer::yes)
         return without_way(exit_no_download,
                            "the drive offers no mode of WRITE BUFFER that downloads and saves");
     const size_t most = offered.capacity != 0 ? offered.capacity : max_scsi_image;
-    if (image_size > most)
-        return without_way(
-            exit_bad_image,
-            format_text(command_size, "the image has %zu bytes, the drive takes %zu", image_size, most));
+    if (image_size > most) return too_large(image_size, most);
     plan p;
     p.attempts.reserve(max_attempts);
     const auto segment = scsi_segment(offered, image_size, limits);
@@ -87,6 +91,18 @@ static std::optional<uint32_t> ata_segment(const ata_offer &offered, uint32_t bl
     return std::nullopt;
 }
 
+static std::vector<attempt> ata_attempts(const ata_offer &offered, std::optional<uint32_t> segment_blocks)
+{
+    std::vector<attempt> attempts;
+    attempts.reserve(max_attempts); /* with room for the caller's, too */
+    if (!segment_blocks || !(offered.offsets || offered.defer)) return attempts;
+    const download_mode mode = offered.offsets ? mode_offsets_ata : mode_defer;
+    const auto size = static_cast<uint32_t>(*segment_blocks * ata_block);
+    if (offered.has_dma) attempts.push_back({carrier::microcode_dma, mode, size, !offered.offsets});
+    attempts.push_back({carrier::microcode_pio, mode, size, !offered.offsets});
+    return attempts;
+}
+
 plan plan_ata(const ata_offer &offered, size_t image_size, const node_limits &limits)
 {
     if (!offered.is_offered)
@@ -96,30 +112,18 @@ plan plan_ata(const ata_offer &offered, size_t image_size, const node_limits &li
                            format_text(command_size,
                                        "the image has %zu bytes, an ATA drive takes multiples of %zu",
                                        image_size, ata_block));
-    if (image_size > max_ata_image)
-        return without_way(exit_bad_image,
-                           format_text(command_size, "the image has %zu bytes, an ATA drive takes %zu",
-                                       image_size, max_ata_image));
+    if (image_size > max_ata_image) return too_large(image_size, max_ata_image);
+    const auto size = static_cast<uint32_t>(image_size), blocks = static_cast<uint32_t>(size / ata_block);
     plan p;
-    p.attempts.reserve(max_attempts);
-    const auto blocks = static_cast<uint32_t>(image_size / ata_block);
-    const auto segment = ata_segment(offered, blocks, limits);
-    const auto size = static_cast<uint32_t>(segment.value_or(0) * ata_block);
-    if (segment && (offered.offsets || offered.defer)) {
-        const download_mode mode = offered.offsets ? mode_offsets_ata : mode_defer;
-        if (offered.has_dma) p.attempts.push_back({carrier::microcode_dma, mode, size, !offered.offsets});
-        p.attempts.push_back({carrier::microcode_pio, mode, size, !offered.offsets});
-    }
+    p.attempts = ata_attempts(offered, ata_segment(offered, blocks, limits));
     if (carries(limits, image_size) && (!limits.has_own_translator || blocks <= max_counted_blocks))
-        p.attempts.push_back(
-            {carrier::microcode_pio, mode_offsets_or_whole, static_cast<uint32_t>(image_size), false});
-    if (p.attempts.empty())
-        return without_way(exit_bad_image,
-                           format_text(command_size,
-                                       "no segments of %u to %u blocks add up to the image's %u, and "
-                                       "it is too large for one command",
-                                       offered.min_blocks, offered.max_blocks, blocks));
-    return p;
+        p.attempts.push_back({carrier::microcode_pio, mode_offsets_or_whole, size, false});
+    if (!p.attempts.empty()) return p;
+    return without_way(exit_bad_image,
+                       format_text(command_size,
+                                   "no segments of %u to %u blocks add up to the image's %u, and "
+                                   "it is too large for one command",
+                                   offered.min_blocks, offered.max_blocks, blocks));
 }
 
 size_t num_segments(const attempt &a, size_t image_size)

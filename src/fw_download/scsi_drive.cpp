@@ -13,7 +13,6 @@ namespace fw_download
 constexpr size_t inquiry_size = 36;
 constexpr uint8_t ata_information_page = 0x89;
 constexpr uint8_t op_write_buffer = 0x3B;
-constexpr uint8_t asc_unknown_command = 0x20;
 constexpr uint8_t asc_failure_predicted = 0x5D;
 
 /* A text field of what a drive sent: what a terminal might obey reads '?'. */
@@ -93,7 +92,7 @@ static void ask_modes(const drive &d, scsi_offer *offered)
     bool knows_none = true;
     for (const auto &m : modes) {
         const outcome o = ask(d, report_service_action(op_write_buffer, m.mode, data));
-        if (o.asc == asc_unknown_command) return;
+        if (is_unknown_command(o)) return;
         is_refused = !o.is_taken();
         if (is_refused) break;
         *m.answer = support_in(o, data);

@@ -52,12 +52,13 @@ static void tell_progress(const console &con, size_t done, size_t total)
         say(con, "%zu %% sent, segment %zu of %zu\n", done * 100 / total, done, total);
 }
 
-static void tell_failure(const console &con, const attempt &a, size_t segment, size_t total, const outcome &o)
+static void tell_failure(const console &con, const attempt &a, size_t offset, size_t size, size_t total,
+                         const outcome &o)
 {
     /* The counting line of a terminal is still open. */
-    if (segment > 1 && isatty(con.out) == 1) say(con, "\n");
-    complain(con, "segment %zu of %zu (mode %02Xh, %u bytes from %zu on): %s: %s", segment, total, a.mode,
-             a.segment, (segment - 1) * a.segment, layer_name(o.where), o.text.c_str());
+    if (offset > 0 && isatty(con.out) == 1) say(con, "\n");
+    complain(con, "segment %zu of %zu (mode %02Xh, %zu bytes from %zu on): %s: %s", offset / a.segment + 1,
+             total, a.mode, size, offset, layer_name(o.where), o.text.c_str());
 }
 
 enum class ending { taken, refused_at_once, failed };
@@ -73,7 +74,7 @@ static ending try_attempt(const drive &d, const attempt &a, std::span<const uint
         if (i + 1 == total) c.timeout_s = closing_seconds;
         const outcome o = deliver(d, c, deadline_ms);
         if (!o.is_taken()) {
-            tell_failure(d.con, a, i + 1, total, o);
+            tell_failure(d.con, a, offset, segment.size(), total, o);
             return i == 0 && is_refusal(o) ? ending::refused_at_once : ending::failed;
         }
         tell_progress(d.con, i + 1, total);

@@ -66,6 +66,10 @@ class Flash(unittest.TestCase):
                 (SCSI.format("hang=3B0700008000"), write_buffer(7, 0, 0x8000), 1),
                 (SCSI.format("enodev=3B0700010000"), write_buffer(7, *PARTS[:3]), 1),
                 (SCSI.format("sense=3B0700008000:7000010000000000000000001700"), write_buffer(7, *PARTS), 0),  # recovered
+                (ATA.format("patch=1200:8:58"), ata, 0),  # by the ATA Information page, not by the vendor
+                (ATA.format("patch=1200:8:58 sense=ata-EC:70000b000000000a0441e001000000000000"), [], 6),
+                (ATA.format("patch=1200:8:58 sense=85:700005000000000a000000002000"),  # which alone makes no ATA drive
+                 write_buffer(7, 0) + write_buffer(5, 0, size=SIZE), 1),
                 (SCSI.format("fw-modes=04"), [], 6),
                 (SCSI.format("fw-capacity=65536"), [], 4),
                 (ATA.format(""), ata, 0),
@@ -94,6 +98,8 @@ class Flash(unittest.TestCase):
         self.assertIn("25 % sent, segment 1 of 4\n", m.said)
         m = self.flash(SCSI.format("hang=3B0700008000"))
         self.assertRegex(m.complaints, r"segment 2 of 4 \(mode 07h, 32768 bytes from 32768 on\): host: .*TIME_OUT")
+        m = self.flash(SCSI.format("status=3B0700018000:8"))
+        self.assertIn("segment 4 of 4 (mode 07h, 4608 bytes from 98304 on): drive: Busy", m.complaints)
         m = self.flash(ATA.format("flash-needs-power-cycle"))
         self.assertEqual((m.result, m.said.splitlines()[-1]),
                          (0, "SN04 still runs: a power cycle is needed for the new firmware"))

@@ -3,6 +3,7 @@
 #include "fw_download/answer.h"
 #include "fw_download/send.h"
 
+#include "base/handles.h"
 #include "base/text.h"
 
 #include "helpers.h"
@@ -35,7 +36,7 @@ struct scripted_drive {
     drive connect()
     {
         return {
-            .way = &way, .handle = this, .con = {.out = null, .err = null}
+            &way, this, {.out = null, .err = null}
         };
     }
 
@@ -107,18 +108,15 @@ TEST(fw_download, sends_each_segment_once_and_in_order)
         {carrier::write_buffer, mode_offsets_or_whole, 32768, false},
         {carrier::write_buffer, mode_whole_scsi,       70001, false}
     };
-    const std::vector<attempt> deferred = {
-        {carrier::write_buffer, mode_defer, 65536, true}
-    };
+    const std::vector<attempt> deferred(1, {carrier::write_buffer, mode_defer, 65536, true});
     const std::vector<attempt> ata = {
         {carrier::microcode_dma, mode_offsets_ata,      65536,  false},
         {carrier::microcode_pio, mode_offsets_ata,      65536,  false},
         {carrier::microcode_pio, mode_offsets_or_whole, 133120, false}
     };
-    const std::vector<attempt> ata_deferred = {
-        {carrier::microcode_pio, mode_defer, 131072, true}
-    };
-    const outcome illegal = refusal(5, 0x24), reset = refusal(6, 0x29), changed = refusal(6, 0x3F);
+    const std::vector<attempt> ata_deferred(1, {carrier::microcode_pio, mode_defer, 131072, true});
+    const outcome illegal = refusal(5, 0x24), reset = refusal(6, 0x29);
+    const outcome changed = {.where = layer::drive, .sense_key = 6, .asc = 0x3F, .ascq = 1};
     const outcome abort = refusal(0xB, 0, true), busy = refusal(2, 4), lost = {.where = layer::host};
     const struct {
         std::vector<attempt> attempts;
@@ -126,29 +124,30 @@ TEST(fw_download, sends_each_segment_once_and_in_order)
         const char *sent;
         bool is_taken;
     } rows[] = {
-        {scsi,         {},                                  "first second last",                  true },
-        {deferred,     {},                                  "defer defer_last activate",          true },
-        {ata,          {},                                  "dma dma_2 dma_last",                 true },
-        {ata_deferred, {},                                  "0e 0e_last 0f",                      true },
+        {scsi,         {},                           "first second last",                  true },
+        {deferred,     {},                           "defer defer_last activate",          true },
+        {ata,          {},                           "dma dma_2 dma_last",                 true },
+        {ata_deferred, {},                           "0e 0e_last 0f",                      true },
  /* only a refusal of the first segment lets the next attempt begin */
-        {scsi,         {{0, illegal}},                      "first whole",                        true },
-        {scsi,         {{1, illegal}},                      "first second",                       false},
-        {scsi,         {{2, illegal}},                      "first second last",                  false},
-        {scsi,         {{0, refusal(0xB, 0)}},              "first",                              false},
-        {scsi,         {{0, refusal(5, 0x26)}},             "first",                              false}, /* the content */
-        {scsi,         {{0, busy}},                         "first",                              false},
-        {scsi,         {{0, lost}},                         "first",                              false},
-        {scsi,         {{0, illegal}, {1, illegal}},        "first whole",                        false},
-        {ata,          {{0, abort}, {1, illegal}},          "dma pio pio_whole",                  true },
-        {ata,          {{0, abort}, {2, abort}},            "dma pio pio_2",                      false},
-        {deferred,     {{2, illegal}},                      "defer defer_last activate",          false},
+        {scsi,         {{0, illegal}},               "first whole",                        true },
+        {scsi,         {{1, illegal}},               "first second",                       false},
+        {scsi,         {{2, illegal}},               "first second last",                  false},
+        {scsi,         {{0, refusal(0xB, 0)}},       "first",                              false},
+        {scsi,         {{0, refusal(5, 0x26)}},      "first",                              false}, /* the content */
+        {scsi,         {{0, busy}},                  "first",                              false},
+        {scsi,         {{0, lost}},                  "first",                              false},
+        {scsi,         {{0, illegal}, {1, illegal}}, "first whole",                        false},
+        {ata,          {{0, abort}, {1, illegal}},   "dma pio pio_whole",                  true },
+        {ata,          {{0, abort}, {2, abort}},     "dma pio pio_2",                      false},
+        {deferred,     {{2, illegal}},               "defer defer_last activate",          false},
  /* what stands in front of a command is passed over once */
-        {scsi,         {{0, reset}},                        "first first second last",            true },
-        {scsi,         {{1, changed}},                      "first second second last",           true },
-        {scsi,         {{1, refusal(6, 0x2A)}, {2, reset}}, "first second second",                false},
-        {scsi,         {{1, refusal(6, 0x28)}},             "first second",                       false},
-        {scsi,         {{0, reset}, {1, illegal}},          "first first whole",                  true },
-        {deferred,     {{2, changed}},                      "defer defer_last activate activate", true },
+        {scsi,         {{0, reset}},                 "first first second last",            true },
+        {scsi,         {{1, changed}},               "first second second last",           true },
+        {scsi,         {{1, changed}, {2, reset}},   "first second second",                false},
+        {scsi,         {{1, refusal(6, 0x2A)}},      "first second",                       false},
+        {scsi,         {{1, refusal(6, 0x3F)}},      "first second",                       false},
+        {scsi,         {{0, reset}, {1, illegal}},   "first first whole",                  true },
+        {deferred,     {{2, changed}},               "defer defer_last activate activate", true },
     };
     for (const auto &row : rows) {
         SCOPED_TRACE(&row - rows);
@@ -262,59 +261,49 @@ TEST(fw_download, plans_by_what_an_ata_drive_offers)
         EXPECT_EQ(told(plan_ata(row.offered, row.size, row.limits), row.size), row.told) << &row - rows;
 }
 
+/* Who ended it, "!" for a refusal, "*" for passed S.M.A.R.T. thresholds; the text must hold `text`. */
+static std::string judged(answer a, const std::string &sense, const char *text)
+{
+    const std::string sense_bytes = bytes(sense);
+    a.sense = span_of(sense_bytes);
+    const outcome o = judge(a);
+    EXPECT_NE(o.text.find(text), std::string::npos) << o.text;
+    return layer_name(o.where) + std::string(is_refusal(o) ? "!" : "") + (o.is_threshold_passed ? "*" : "");
+}
+
 TEST(fw_download, judges_by_the_lowest_layer_that_failed)
 {
+    EXPECT_EQ(judged({}, "", ""), "nobody");
+    EXPECT_EQ(judged({.error = 22}, "", "nothing was sent"), "host");
+    EXPECT_EQ(judged({.error = 19}, "", "vanished"), "host");
+    EXPECT_EQ(judged({.is_lost = true, .host_status = 3, .host_text = "DID_TIME_OUT\n"}, "", "DID_TIME_OUT"),
+              "host");
+    EXPECT_EQ(judged({.is_lost = true, .host_status = 14, .host_text = "x"}, "", "x"), "transport");
+    EXPECT_EQ(judged({.status = 8}, "", "Busy"), "drive");
     const struct {
-        answer a;
-        std::string sense;
-        layer where;
-        bool is_refusal;
-        const char *text;
+        const char *sense;
+        bool is_ata;
+        const char *judged, *text;
     } rows[] = {
-        {{},                                                                 "",                                                      layer::none,      false, ""                        },
-        {{.error = 22},                                                      "",                                                      layer::host,      false, "nothing was sent"        },
-        {{.error = 19},                                                      "",                                                      layer::host,      false, "vanished"                },
-        {{.is_lost = true, .host_status = 3, .host_text = "DID_TIME_OUT\n"},
-         "",                                                                                                                          layer::host,
-         false,                                                                                                                                                "DID_TIME_OUT"            },
-        {{.is_lost = true, .host_status = 14, .host_text = "x"},             "",                                                      layer::transport, false, "x"                       },
-        {{.status = 8},                                                      "",                                                      layer::drive,     false, "Busy"                    },
-        {{.status = 2},                                                      "",                                                      layer::drive,     false, "without sense data"      },
-        {{.status = 2},
-         "70 00 05 00 00 00 00 0a 00 00 00 00 24 00 00 00 00 00",                                                                     layer::drive,
-         true,                                                                                                                                                 "(5/24/00)"               },
-        {{.status = 2},                                                      "72 01 00 1d 00 00 00 00",                               layer::none,      false, "Recovered"               },
-        {{.status = 2},                                                      "70 00 00 00 00 00 00 0a 00 00 00 00 00 00 00 00 00 00", layer::none,      false, ""                        },
-        {{.status = 2},
-         "71 00 01 00 00 00 00 0a 00 00 00 00 17 00 00 00 00 00",                                                                     layer::drive,
-         false,                                                                                                                                                "earlier"                 },
-        {{.status = 2},                                                      "73 05 24 00 00 00 00 00",                               layer::drive,     false, "earlier"                 },
-        {{.status = 2},
-         "72 0b 00 00 00 00 00 0e 09 0c 00 04 00 00 00 00 00 00 00 00 00 51",                                                         layer::drive,
-         true,                                                                                                                                                 "ATA error 04h status 51h"},
-        {{.status = 2, .is_ata = true},
-         "f0 00 0b 04 41 e0 01 0a 00 00 00 00 00 00",                                                                                 layer::drive,
-         true,                                                                                                                                                 "ATA error 04h status 41h"},
-        {{.status = 2, .is_ata = true},
-         "70 00 0b 00 00 00 00 0a 04 41 e0 01 00 00",                                                                                 layer::drive,
-         true,                                                                                                                                                 "ATA error 04h status 41h"},
-        {{.status = 2, .is_ata = true},
-         "f0 00 0b 84 51 e0 01 0a 00 00 00 00 00 00",                                                                                 layer::drive,
-         false,                                                                                                                                                "ATA error 84h"           }, /* ICRC */
-        {{.status = 2},                                                      "f0 00 0b 04 41 e0 01 0a 00 00 00 00 00 00",             layer::drive,     false, "(B/00/00)"               },
-        {{.status = 2},
-         "72 0b 00 00 00 00 00 0e 09 0c 00 10 00 00 00 00 00 00 00 00 00 51",                                                         layer::drive,
-         false,                                                                                                                                                "ATA error 10h"           },
+        {"",                                                                  false, "drive",   "without sense data"  },
+        {"70 00 05 00 00 00 00 0a 00 00 00 00 24 00 00 00 00 00",             false, "drive!",  "(5/24/00)"           },
+        {"72 01 00 1d 00 00 00 00",                                           false, "nobody",  "Recovered"           },
+        {"70 00 00 00 00 00 00 0a 00 00 00 00 00 00 00 00 00 00",             false, "nobody",  ""                    },
+        {"71 00 01 00 00 00 00 0a 00 00 00 00 17 00 00 00 00 00",             false, "drive",   "earlier"             },
+        {"73 05 24 00 00 00 00 00",                                           false, "drive",   "earlier"             },
+        {"72 0b 00 00 00 00 00 0e 09 0c 00 04 00 00 00 00 00 00 00 00 00 51", false, "drive!",
+         "error 04h status 51h"                                                                                       },
+        {"72 0b 00 00 00 00 00 0e 09 0c 00 10 00 00 00 00 00 00 00 00 00 51", false, "drive",
+         "ATA error 10h"                                                                                              },
+        {"72 01 00 1d 00 00 00 0e 09 0c 00 00 00 00 00 00 00 f4 00 2c 00 50", false, "nobody*", "status 50h"          },
+        {"f0 00 0b 04 41 e0 01 0a 00 00 00 00 00 00",                         true,  "drive!",  "error 04h status 41h"},
+        {"70 00 0b 00 00 00 00 0a 04 41 e0 01 00 00",                         true,  "drive!",  "error 04h status 41h"},
+        {"f0 00 0b 84 51 e0 01 0a 00 00 00 00 00 00",                         true,  "drive",   "ATA error 84h"       }, /* of the link */
+        {"f0 00 0b 04 41 e0 01 0a 00 00 00 00 00 00",                         false, "drive",   "(B/00/00)"           },
+        {"f0 00 01 00 50 00 00 0a 00 00 f4 2c 00 1d",                         true,  "nobody*", "status 50h"          },
     };
-    for (const auto &row : rows) {
-        answer a = row.a;
-        const std::string sense = bytes(row.sense);
-        a.sense = span_of(sense);
-        const outcome o = judge(a);
-        EXPECT_EQ(o.where, row.where) << &row - rows;
-        EXPECT_EQ(is_refusal(o), row.is_refusal) << &row - rows;
-        EXPECT_NE(o.text.find(row.text), std::string::npos) << o.text;
-    }
+    for (const auto &row : rows)
+        EXPECT_EQ(judged({.status = 2, .is_ata = row.is_ata}, row.sense, row.text), row.judged) << row.sense;
 }
 
 TEST(fw_download, asks_about_modes_as_far_as_a_drive_answers)
@@ -348,13 +337,8 @@ TEST(fw_download, reads_an_ata_drives_offer_from_its_words)
 {
     using words = std::map<size_t, uint16_t>;
     constexpr uint16_t valid = 0x4000;
-    const words log_page = {
-        {0,  1     },
-        {1,  3     },
-        {3,  0x8000},
-        {10, 4     },
-        {11, 0x8000}
-    }; /* bits 63 and 34 */
+    words log_page; /* of its capabilities, bits 63 and 34 */
+    log_page[0] = 1, log_page[1] = 3, log_page[10] = 4, log_page[3] = log_page[11] = 0x8000;
     const struct {
         words identify, log;
         bool offered, dma, offsets, defer;
@@ -384,16 +368,14 @@ TEST(fw_download, reads_the_revision_once_the_drive_is_ready)
 {
     const std::string runs_b = hex(std::string(32, '\0').c_str(), 32) + " 42 20 20 20"; /* revision "B" */
     const auto tell = [](scripted_drive &d, const char *old_revision) {
-        std::string said(100, '\0');
-        int ends[2];
-        EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        const file_ptr said(tmpfile());
         drive connected = d.connect();
-        connected.con.out = connected.con.err = ends[1];
+        connected.con.out = connected.con.err = fileno(said.get());
         const aftermath after = tell_new_revision(connected, false, old_revision, 600'000);
-        close(ends[1]);
-        said.resize(static_cast<size_t>(read(ends[0], said.data(), said.size())));
-        close(ends[0]);
-        return (after == aftermath::told ? "" : after == aftermath::failed ? "failed " : "vanished ") + said;
+        return (after == aftermath::told     ? ""
+                : after == aftermath::failed ? "failed "
+                                             : "vanished ") +
+               content_of("/proc/self/fd/" + std::to_string(connected.con.out));
     };
     scripted_drive changed = {
         .answers = {{0, refusal(6, 0x3F)}, {1, refusal(2, 4)}},
