@@ -127,6 +127,9 @@ class Fleet(unittest.TestCase):
         cutter.start()
         drives = self.play("update", vandrel_serial="100%", vandrel_max_fail_percentage=100)
         cutter.join()
+        self.assertTrue(self.cut)
+        log = (self.dir / "c-cut-off.machine/commands.log").read_text()
+        self.assertEqual(log.count(" flash "), 1, "the lost connection repeated the job")
         self.assertNotEqual(self.status, 0)
         states = {host: row["state"] for (host, target), row in drives.items() if target == "sda,0,0"}
         self.assertEqual(states, {
