@@ -112,6 +112,7 @@ class Fleet(unittest.TestCase):
         self.forget()
         drives = self.play("survey")
         self.assertEqual(drives["a-fine", "sdb,0,1"]["model"], "{{ 1/0 }} $(id), <b>", self.text)
+        self.assertIn("Vandrel V", next(host for host in self.outcome["hosts"] if host["host"] == "a-fine")["version"])
         self.assertEqual(drives["h-mounted", "sda,0,0"]["reason"], "mounted on /srv/sda")
         page = (self.dir / "reports/report.html").read_text()
         self.assertIn("{{ 1/0 }} $(id), &lt;b&gt;", page)
