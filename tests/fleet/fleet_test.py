@@ -112,6 +112,7 @@ class Fleet(unittest.TestCase):
         self.forget()
         drives = self.play("survey")
         self.assertEqual(drives["a-fine", "sdb,0,1"]["model"], "{{ 1/0 }} $(id), <b>", self.text)
+        self.assertIn("Vandrel V", next(host for host in self.outcome["hosts"] if host["host"] == "a-fine")["version"])
         self.assertEqual(drives["h-mounted", "sda,0,0"]["reason"], "mounted on /srv/sda")
         page = (self.dir / "reports/report.html").read_text()
         self.assertIn("{{ 1/0 }} $(id), &lt;b&gt;", page)
@@ -127,6 +128,9 @@ class Fleet(unittest.TestCase):
         cutter.start()
         drives = self.play("update", vandrel_serial="100%", vandrel_max_fail_percentage=100)
         cutter.join()
+        self.assertTrue(self.cut)
+        log = (self.dir / "c-cut-off.machine/commands.log").read_text()
+        self.assertEqual(log.count(" flash "), 1, "the lost connection repeated the job")
         self.assertNotEqual(self.status, 0)
         states = {host: row["state"] for (host, target), row in drives.items() if target == "sda,0,0"}
         self.assertEqual(states, {

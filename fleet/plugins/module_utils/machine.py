@@ -135,7 +135,7 @@ def list_drives(machine, fresh=False):
 def survey(machine):
     """Everything that is to be known of the host before anything is done to it."""
     drives, text, error = list_drives(machine)
-    version = machine.run("-V", "-V")[1].strip() if not error else ""
+    version = machine.run("-V", "-V")[2].strip() if not error else ""  # it goes to the error stream
     return dict(drives=drives, listing=text, error=error, version=version, checksums=tree_sums(machine.tree),
                 map=machine.map_text())
 
