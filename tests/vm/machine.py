@@ -136,7 +136,7 @@ def build_initramfs(work, kernel, vandrel, scenario):
     add_program(tree, pathlib.Path(vandrel).with_name("vandrel-fw-download"), "usr/sbin/vandrel-fw-download")
     add_program(tree, os.environ["USER_DRIVE"], "usr/sbin/user_drive")
     add_modules(tree, kernel)
-    for source, target in (("guest/init", "init"), ("guest/lib.sh", "vm/lib.sh"),
+    for source, target in (("guest/init", "init"), ("guest/lib.sh", "vm/lib.sh"), ("guest/user_drives.sh", "vm/user_drives.sh"),
                            ("guest/fw_download", "vm/fw_download"), (f"scenarios/{scenario}.sh", "vm/scenario.sh")):
         add_file(tree, HERE / source, target)
     with open(work / "initramfs", "wb") as archive:

@@ -53,29 +53,8 @@ record_devices() {
     done
 }
 
-# start_user_drives: the simulated drives of the inventory on the standard input, each a device of the target framework
-# with a process behind it, and a loopback host of its own to reach it by: a scan waits for a command that hangs.
-start_user_drives() {
-    local i=0 core port
-    export VANDREL_REHEARSAL=/vm/machine
-    mkdir -p /vm/machine/state
-    cat >/vm/machine/machine
-    modprobe target_core_user
-    modprobe tcm_loop
-    mount -t configfs configfs /sys/kernel/config
-    while read -r _; do
-        core=/sys/kernel/config/target/core/user_$i/drive
-        port=/sys/kernel/config/target/loopback/naa.60010$i/tpgt_1
-        mkdir -p "$core" "$port/lun/lun_0"
-        echo "dev_config=vandrel/$i,dev_size=33554432,hw_block_size=512,nl_reply_supported=-1" >"$core/control"
-        echo 0 >"$core/attrib/cmd_time_out"
-        echo 1 >"$core/enable"
-        user_drive $i /dev/uio$i "$(cat /sys/class/uio/uio$i/maps/map0/size)" 3>&- &
-        echo "naa.60020$i" >"$port/nexus"
-        ln -s "$core" "$port/lun/lun_0/drive"
-        i=$((i + 1))
-    done </vm/machine/machine
-}
+# start_user_drives: those of the inventory on the standard input.
+start_user_drives() { sh /vm/user_drives.sh 3>&-; }
 
 # make_tree: a root directory for -R, with the flashing stand-in under the real tool's name.
 make_tree() {
