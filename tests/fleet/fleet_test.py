@@ -18,7 +18,7 @@ ODD = 'sdb,0,1,ATA,"{{ 1/0 }} $(id), <b>",0001,-,-;'
 # Words of each host's first drive, and whether pauses are really waited for.
 HOSTS = {
     "a-fine": ("", 0), "b-refuses": ("", 0), "c-cut-off": ("flash-seconds=6", 1), "d-fails": ("flash-fails=99", 0),
-    "e-lies": ("flash-needs-power-cycle", 0), "f-hangs": ("flash-seconds=20", 1), "g-vanishes": ("gone-after=10", 0),
+    "e-lies": ("flash-needs-power-cycle", 0), "f-hangs": ("flash-seconds=20", 1), "g-vanishes": ("gone-after=8", 0),
     "h-mounted": ("in-use", 0),
 }
 
