@@ -13,6 +13,7 @@ import stat
 
 SG_IO = 0x2285
 DATA_IN = -3
+DRIVER_MASK = 0x7  # without DRIVER_SENSE, which comes with a good answer, too
 INQUIRY = (0x12, 0, 0, 0, 36, 0)
 
 
@@ -81,29 +82,34 @@ def disk_use(root, disk):
     folder = "%s/sys/block/%s" % (root, disk)
     for holder in glob.glob(folder + "/holders/*") + glob.glob("%s/%s*/holders/*" % (folder, disk)):
         name = os.path.basename(holder)
-        kind = read(holder + "/dm/uuid").split("-")[0] or ("md" if os.path.isdir(holder + "/md") else "holder")
-        uses.append("held by %s (%s)" % (name, kind))
+        kinds = [kind for kind in ("dm", "md") if os.path.isdir("%s/%s" % (holder, kind))] + ["holder"]
+        kind = read(holder + "/dm/uuid").strip().split("-")[0] or kinds[0]
+        uses.append("held by %s (%s)" % (read(holder + "/dm/name").strip() or name, kind))
     return uses or list(probe("%s/dev/%s" % (root, disk)))
 
 
-def inquiry_revision(disk):
-    """The product revision level (SPC, standard INQUIRY bytes 32 to 35) as the drive tells it now: the kernel keeps the
-    one of its first scan. Empty when it can't be asked."""
-    command = (ctypes.c_ubyte * 6)(*INQUIRY)
-    data, sense = ctypes.create_string_buffer(36), ctypes.create_string_buffer(32)
-    header = SgIoHdr(interface_id=ord("S"), dxfer_direction=DATA_IN, cmd_len=6, mx_sb_len=32, dxfer_len=36,
-                     dxferp=ctypes.addressof(data), cmdp=ctypes.addressof(command), sbp=ctypes.addressof(sense),
+def ask(disk, command, size):
+    """The drive's answer to a command block that reads `size` bytes, or none where it can't be asked or answers less."""
+    cdb = (ctypes.c_ubyte * len(command))(*command)
+    data, sense = ctypes.create_string_buffer(size), ctypes.create_string_buffer(32)
+    header = SgIoHdr(interface_id=ord("S"), dxfer_direction=DATA_IN, cmd_len=len(command), mx_sb_len=32, dxfer_len=size,
+                     dxferp=ctypes.addressof(data), cmdp=ctypes.addressof(cdb), sbp=ctypes.addressof(sense),
                      timeout=20000)
     try:
         node = os.open("/dev/" + disk, os.O_RDONLY | os.O_NONBLOCK)
     except OSError:
-        return ""
+        return b""
     try:
         fcntl.ioctl(node, SG_IO, header)
     except OSError:
-        return ""
+        return b""
     finally:
         os.close(node)
-    if header.status or header.host_status or header.driver_status or header.resid:
-        return ""
-    return data.raw[32:36].decode("ascii", "replace").strip()
+    failed = header.status or header.host_status or header.driver_status & DRIVER_MASK or header.resid
+    return b"" if failed else data.raw
+
+
+def inquiry_revision(disk):
+    """The product revision level (SPC, standard INQUIRY bytes 32 to 35) as the drive tells it now: the kernel keeps the
+    one of its first look. Empty when it can't be asked."""
+    return ask(disk, INQUIRY, 36)[32:36].decode("ascii", "replace").strip()

@@ -3,8 +3,10 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import fcntl
 import hashlib
 import os
+import re
 import signal
 import subprocess
 import time
@@ -21,7 +23,7 @@ ARGUMENTS = dict(
     rehearsal_power_cycle=dict(type="bool", default=False),
 )
 WRITTEN_BY_RUNS = ("Vandrel.log", "Vandrel.log~", "Vandrel.stderr")
-BUSY_STATUS = 1
+LOG = "/tmp/Vandrel.log"  # below the tree
 KEPT = 1 << 20  # of a log
 
 
@@ -31,6 +33,7 @@ class Machine(object):
 
     def __init__(self, params):
         self.rehearsed = bool(params["rehearsal_listing"])
+        self.tree_is_made_up = self.rehearsed and params["root"] == "/"
         if not self.rehearsed:
             self.command = [params["program"]] + (["-R", params["root"]] if params["root"] != "/" else [])
             self.system, self.tree = "", params["root"].rstrip("/")
@@ -50,10 +53,13 @@ class Machine(object):
             os.makedirs(os.path.dirname(target))
         with open(source, "rb") as file:
             lines = file.read().decode("utf-8", "surrogateescape").split("\n")
+        words = dict(words)
         for number, line in enumerate(lines):
             drive = listing.parse_drive(line)
-            if drive and words.get(drive["target"]):
-                lines[number] = line + " " + words[drive["target"]]
+            if drive and drive["target"] in words:
+                lines[number] = line + " " + words.pop(drive["target"])
+        if words:
+            raise ValueError("faults for drives that are not listed: " + ", ".join(sorted(words)))
         with open(target, "wb") as file:
             file.write("\n".join(lines).encode("utf-8", "surrogateescape"))
 
@@ -71,8 +77,23 @@ class Machine(object):
         """The end of a file below the tree."""
         return kernel.read(self.tree + path)[-limit:]
 
+    def log_time(self):
+        """When the log of an unattended run was written, in seconds since the epoch; 0 without one."""
+        try:
+            return os.path.getmtime(self.tree + LOG)
+        except OSError:
+            return 0
+
     def map_text(self):
         return self.text("/Data/Map.txt", 1 << 24)
+
+
+def of(module):
+    """The machine that a module's options describe. The module fails when a rehearsal can't be made of them."""
+    try:
+        return Machine(module.params)
+    except (OSError, ValueError) as error:
+        module.fail_json(msg=str(error))
 
 
 def file_sum(path):
@@ -112,10 +133,10 @@ def verify_sums(tree, text):
     return wrong + [name + ": has no checksum" for name in sorted(sums) if name not in wanted]
 
 
-def list_drives(machine, fresh=False):
+def list_drives(machine):
     """(drives, listing's text, what went wrong or ""). Each drive has `use`, the reasons for which it is in use, and
-    `label`, "current" or "no image", for a drive that gets no image. `fresh` asks SCSI drives themselves for their
-    revision."""
+    `label`, "current" or "no image", for a drive that gets no image. SCSI drives are asked themselves for their
+    revision: the listing has the one that the kernel found, but that of IDENTIFY DEVICE for ATA drives."""
     status, out, err = machine.run("--list")
     drives, rejected = listing.parse_listing(out)
     if status:
@@ -125,19 +146,32 @@ def list_drives(machine, fresh=False):
     map_text = machine.map_text()
     for drive in drives:
         direct = not listing.is_controller(drive)
-        if fresh and direct and not machine.rehearsed and not drive["vendor"].startswith("ATA"):
+        if direct and not machine.rehearsed and not drive["vendor"].startswith("ATA"):
             drive["revision"] = kernel.inquiry_revision(drive["adapter"]) or drive["revision"]
         drive["use"] = kernel.disk_use(machine.system, drive["adapter"]) if direct else []
+        if drive["image"] and drive["revision"] == drive["new_revision"]:
+            drive["image"] = ""  # offered for the revision that the kernel remembers
         drive["label"] = "current" if listing.is_current(drive, map_text) else "no image"
     return drives, out, ""
+
+
+def as_inventory(text, drives):
+    """The listing with the rehearsal's word for drives in use, so that it leaves the same ones alone."""
+    used = set(drive["target"] for drive in drives if drive["use"])
+    lines = text.split("\n")
+    for number, line in enumerate(lines):
+        drive = listing.parse_drive(line)
+        if drive and drive["target"] in used:
+            lines[number] = line + " in-use"
+    return "\n".join(lines)
 
 
 def survey(machine):
     """Everything that is to be known of the host before anything is done to it."""
     drives, text, error = list_drives(machine)
     version = machine.run("-V", "-V")[2].strip() if not error else ""  # it goes to the error stream
-    return dict(drives=drives, listing=text, error=error, version=version, checksums=tree_sums(machine.tree),
-                map=machine.map_text())
+    return dict(drives=drives, listing=text, inventory=as_inventory(text, drives), error=error, version=version,
+                checksums={} if machine.tree_is_made_up else tree_sums(machine.tree), map=machine.map_text())
 
 
 def skip_reason(drive, params):
@@ -168,89 +202,139 @@ def plan(drives, params):
     return records
 
 
-def flash(machine, targets, limit_s, grace_s, folder):
+def take_lock(folder):
+    """An open file while no other job is at work on this host, else None. The program and its tools inherit it: a job
+    whose watcher was killed holds it to its end."""
+    if not os.path.isdir(folder):
+        os.makedirs(folder, 0o700)
+    lock = open(os.path.join(folder, "lock"), "wb")
+    try:
+        fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except OSError:
+        lock.close()
+        return None
+    return lock
+
+
+def ends_within(process, seconds):
+    stop = time.time() + seconds
+    while process.poll() is None and time.time() < stop:
+        time.sleep(0.1)
+    return process.poll() is not None
+
+
+def flash(machine, targets, params, lock):
     """Runs vandrel in a session of its own and waits. After the time limit it is asked to stop, which it does when the
     drive at work is done; a tool that writes a drive is never killed. (status or None when it goes on, output,
     errors)."""
-    if not os.path.isdir(folder):
-        os.makedirs(folder, 0o700)
-    paths = [os.path.join(folder, name) for name in ("results", "errors")]
+    paths = [os.path.join(params["job_dir"], name) for name in ("results", "errors")]
     with open(paths[0], "wb") as out, open(paths[1], "wb") as err:
         process = subprocess.Popen(machine.command + ["--targets", ":".join(targets)], stdin=subprocess.DEVNULL,
-                                   stdout=out, stderr=err, start_new_session=True)
-    stop = time.time() + limit_s
-    while process.poll() is None and time.time() < stop:
-        time.sleep(0.1)
-    if process.poll() is None:
+                                   stdout=out, stderr=err, start_new_session=True, pass_fds=[lock.fileno()])
+    if not ends_within(process, params["time_limit"]):
         process.send_signal(signal.SIGTERM)
-        stop = time.time() + grace_s
-        while process.poll() is None and time.time() < stop:
-            time.sleep(0.1)
+        ends_within(process, params["grace"])
     return process.poll(), kernel.read(paths[0]), kernel.read(paths[1])
 
 
-def last_words(log, number):
-    """The end of what the tool said of the drive that was flashed as the number-th. The log has one such line for each
-    drive, and repeats the command after each failed attempt."""
-    parts = ("\n" + log).split("\nNow executing: ")
-    if number >= len(parts):
-        return "nothing in the log"
-    lines = [line.strip() for line in parts[number].splitlines()[1:]]
-    return " | ".join([line for line in lines if line and not line.startswith("Command ")][-3:])[-600:]
+def told_by_log(log):
+    """What the log tells of each drive that was begun, in their order: it has one such line for each."""
+    return re.split(r"(?m)^(?=Now executing: |No command$)", log)[1:]
 
 
-def judge(record, number, result, drives, log, running):
-    """The state of a drive that was to be flashed. The fresh listing has the last word, not the result line."""
-    now = drives.get(record["target"])
+def last_words(part):
+    """The end of what the tool said of a drive. After each failed attempt the log repeats the command."""
+    lines = []
+    for line in part.splitlines()[1:]:
+        if line.strip() and not line.startswith("Command ") and line.strip() not in lines[-1:]:
+            lines.append(line.strip())
+    return " | ".join(lines[-3:])[-600:] or ("no flashing tool for it" if part.startswith("No command") else
+                                             "nothing in the log")
+
+
+def find(drives, record):
+    """The record's drive in a later listing, or None. One that left the machine and came back may have another name."""
+    here = [drive for drive in drives if drive["target"] == record["target"]] or [
+        drive for drive in drives if drive["target"].split(",")[1:] == record["target"].split(",")[1:]
+        and not listing.is_controller(drive) and record["target"].startswith("sd")]
+    return here[0] if len(here) == 1 and here[0]["model"] == record["model"] else None
+
+
+def judge(record, now, part, result, running):
+    """The state of a drive that was to be flashed: `now` as freshly listed, `part` what the log tells of it, None when
+    it was not begun, `running` when its tool may be at work still. The fresh listing has the last word, not the result
+    line."""
+    record["after"] = now["revision"] if now else ""
     if running:
-        record.update(state="failed", after=now["revision"] if now else "",
-                      reason="no end within the time limit; its tool may still be writing")
-        return
-    if now is None or now["model"] != record["model"]:
-        record.update(state="gone", after="", reason="is no longer listed; " + last_words(log, number))
-        return
-    record["after"] = now["revision"]
-    if now["revision"] == record["wanted"]:
+        record.update(state="failed", reason="no end within the time limit; its tool may still be writing")
+    elif now is None:
+        record.update(state="gone", reason="is no longer listed; " + last_words(part or ""))
+    elif now["revision"] == record["wanted"]:
         record.update(state="updated", reason="")
+    elif part is None:
+        record.update(state="failed", reason="not attempted, the run ended before")
     elif result == "SUCCESS":
         record.update(state="needs power cycle", reason="the tool succeeded, the drive still runs " + now["revision"])
     else:
-        reason = last_words(log, number) if result else "not attempted, the run ended before"
-        record.update(state="failed", reason=reason)
+        record.update(state="failed", reason=last_words(part))
+
+
+def judge_all(chosen, drives, log, results, running):
+    parts = told_by_log(log)
+    for number, record in enumerate(chosen):
+        part = parts[number] if number < len(parts) else None
+        judge(record, find(drives, record), part, results.get(record["target"]),
+              running and number == max(len(parts) - 1, 0))
+
+
+def keep_back(chosen, reason):
+    for record in chosen:
+        record.update(state="skipped", reason="the host failed: " + reason[:200])
 
 
 def update(machine, params):
     """Lists, chooses, flashes, lists again: (what changed, report of the host)."""
-    drives, text, error = list_drives(machine, fresh=True)
-    report = dict(records=plan(drives, params), before=text, listing=text, error=error,
-                  map=machine.map_text(), log="", diagnostics="", result_lines="")
-    sums = kernel.read(params["checksums"]) if params["checksums"] else ""
-    if not error and params["checksums"]:
-        tree = params["root"].rstrip("/")
-        wrong = verify_sums(tree, sums) if sums.strip() else [params["checksums"] + ": is missing or empty"]
+    report = survey(machine)
+    report.update(records=plan(report.pop("drives"), params), log="", diagnostics="", result_lines="")
+    if not report["error"] and params["checksums"]:
+        sums = kernel.read(params["checksums"])
+        wrong = verify_sums(params["root"].rstrip("/"), sums) if sums.strip() else [
+            params["checksums"] + ": is missing or empty"]
         report["error"] = "; ".join(wrong[:10])
     chosen = [record for record in report["records"] if record["chosen"]]
-    if report["error"] or not chosen or params["check"]:
-        if report["error"]:
-            for record in chosen:
-                record.update(state="skipped", reason="the host failed: " + report["error"][:200])
-        return bool(chosen) and not report["error"], report
-    targets = [record["target"] for record in chosen]
-    status, out, err = flash(machine, targets, params["time_limit"], params["grace"], params["job_dir"])
-    # Status 1 without a result: another run is at work, or start-up failed. No drive was touched.
+    if report["error"]:
+        keep_back(chosen, report["error"])
+        return False, report
+    if not chosen or params["check"]:
+        return bool(chosen), report
+    lock = take_lock(params["job_dir"])
+    if not lock:
+        report["error"] = "an earlier job is still at work on this host"
+        keep_back(chosen, report["error"])
+        return False, report
+    with lock:
+        return flash_chosen(machine, params, chosen, report, lock), report
+
+
+def flash_chosen(machine, params, chosen, report, lock):
+    """Whether anything was begun."""
+    start = time.time()
+    status, out, err = flash(machine, [record["target"] for record in chosen], params, lock)
     results = listing.parse_results(out)
-    log = machine.text("/tmp/Vandrel.log", 1 << 26) if status != BUSY_STATUS else ""
-    fresh, report["listing"], error = list_drives(machine, fresh=True)
-    if error:
-        report["error"] = error
+    log = machine.text(LOG, 1 << 26) if machine.log_time() > start - 1 else ""
+    # Another run is at work, or start-up failed: no drive was touched.
+    begun = status in (0, None) or log or results
+    drives, report["listing"], error = list_drives(machine)
     if status != 0:
         report["error"] = err.strip()[-500:] or ("the run did not end in time" if status is None else
                                                  "vandrel ended with status %d" % status)
     report.update(result_lines=out, log=log[-KEPT:], diagnostics=machine.text("/Data/Vandrel.stderr"))
-    found = dict((drive["target"], drive) for drive in fresh)
-    for number, record in enumerate(chosen, 1):
-        if error:
+    if not begun:
+        keep_back(chosen, report["error"])
+    elif error:
+        report["error"] = error
+        for record in chosen:
             record.update(state="failed", after="", reason="the drives can't be listed after the run: " + error)
-            continue
-        judge(record, number, results.get(record["target"]), found, log, status is None)
-    return not (status == BUSY_STATUS and not results), report
+    else:
+        judge_all(chosen, drives, log, results, status is None)
+    return bool(begun)

@@ -3,6 +3,7 @@ from __future__ import absolute_import, division, print_function
 
 __metaclass__ = type
 
+import collections
 import csv
 import io
 import json
@@ -50,14 +51,30 @@ def verify(records, drives):
             record.update(state="failed", reason="runs %s after a power cycle, too" % drive["revision"])
 
 
+def tree_findings(hosts):
+    """Lines about files of the maintenance tree that are not on a host as they are on most."""
+    trees = dict((name, hosts[name]["checksums"]) for name in sorted(hosts) if hosts[name].get("checksums"))
+    findings = []
+    for path in sorted(set(path for tree in trees.values() for path in tree)):
+        counts = collections.Counter(tree.get(path, "") for tree in trees.values())
+        usual = max(sorted(counts), key=lambda digest: counts[digest])
+        for name in trees:
+            digest = trees[name].get(path, "")
+            if digest != usual:
+                what = "is missing" if not digest else "differs from that of most hosts" if usual else "most hosts lack it"
+                findings.append("%s: %s: %s" % (name, path, what))
+    return findings
+
+
 def result(hosts, lint):
     """The content of result.json. `hosts` maps names to what was kept of each."""
     rows, entries = [], []
+    lint = "\n".join(tree_findings(hosts) + [lint]).strip()
     for name in sorted(hosts):
         host = hosts[name]
         states = [record["state"] for record in host["records"]]
-        bad = bool(host.get("error")) or any(state in BAD for state in states)
-        entries.append(dict(host=name, failed=bad, error=host.get("error", ""), version=host.get("version", ""),
+        bad = bool(host["error"]) or any(state in BAD for state in states)
+        entries.append(dict(host=name, reached=host["reached"], failed=bad, error=host["error"], version=host["version"],
                             drives=len(states)))
         rows.extend(dict((column, name if column == "host" else record[column]) for column in COLUMNS)
                     for record in host["records"])
@@ -134,13 +151,15 @@ def write(path, text):
     os.rename(path + ".new", path)
 
 
-def render(folder, title, lint):
-    """Writes the reports of all hosts that are kept in the folder; returns the outcome."""
-    hosts = {}
+def render(folder, title, lint, fleet):
+    """Writes the reports of all hosts that are kept in the folder; returns the outcome. Those of `fleet` that are not
+    kept were not reached yet."""
+    hosts = dict((name, dict(reached=False, records=[], error="", version="")) for name in fleet)
     for name in os.listdir(folder + "/hosts"):
         if name.endswith(".json"):
             with open("%s/hosts/%s" % (folder, name), "rb") as file:
-                hosts[name[:-5]] = json.loads(file.read().decode("utf-8"))
+                host = json.loads(file.read().decode("utf-8"))
+                hosts[host["host"]] = dict(host, reached=True)
     outcome = result(hosts, lint)
     write(folder + "/result.json", json.dumps(outcome, indent=1, sort_keys=True) + "\n")
     write(folder + "/result.csv", as_csv(outcome))

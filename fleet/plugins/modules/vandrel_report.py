@@ -27,6 +27,15 @@ options:
   survey:
     description: What C(vandrel.fleet.vandrel_survey) returned, after a power cycle when I(update) is given as well.
     type: dict
+  error:
+    description: What went wrong for the host beside that.
+    type: str
+    default: ""
+  fleet:
+    description: Hosts that the play is for. Of those that it has not come to the report says so.
+    type: list
+    elements: str
+    default: []
   title:
     description: Heads the page.
     type: str
@@ -72,39 +81,55 @@ OPTIONS = dict(
     host=dict(type="str"),
     update=dict(type="dict"),
     survey=dict(type="dict"),
+    error=dict(type="str", default=""),
+    fleet=dict(type="list", elements="str", default=[]),
     title=dict(type="str", default="Drive firmware"),
     maplint=dict(type="str", default="vandrel-maplint"),
     root=dict(type="path"),
 )
 
 
+def trouble_of(said):
+    """Why the answer of a module is of no use, or what it calls its host's error, or nothing."""
+    if said.get("unreachable"):
+        return "unreachable: " + str(said.get("msg", ""))
+    if "records" in said or "drives" in said:
+        return said["error"]
+    # A module that broke off, or a job that was lost.
+    return " ".join(str(said[name]) for name in ("msg", "module_stderr") if said.get(name)) or "nothing came back"
+
+
+def judge(params):
+    """(records of the drives, what went wrong for the host as a whole)."""
+    update, survey = params["update"], params["survey"]
+    if not update:
+        return report.survey_records((survey or {}).get("drives", [])), trouble_of(survey or {})
+    records, errors = update.get("records", []), [trouble_of(update)]
+    if survey and "drives" in survey and not survey["error"]:
+        report.verify(records, survey["drives"])
+    elif survey:
+        errors.append("after the power cycle: " + trouble_of(survey))
+    return records, "; ".join(error for error in errors + [params["error"]] if error)
+
+
 def keep(params):
     """What a host said, one file each: the batch may run on several hosts at once."""
-    update, survey = params["update"], params["survey"]
-    said = update or survey or {}
-    records = said["records"] if "records" in said else report.survey_records(said.get("drives", []))
-    if update and survey and "drives" in survey:
-        report.verify(records, survey["drives"])
-    error = said.get("error", "")
-    if said.get("unreachable"):
-        error = "unreachable: " + said.get("msg", "")
-    elif "records" not in said and "drives" not in said:  # a module that broke off, or a job that was lost
-        error = " ".join(str(said[name]) for name in ("msg", "module_stderr") if said.get(name)) or "nothing came back"
+    records, error = judge(params)
+    said = params["update"] or params["survey"] or {}
+    said = dict(said, listing=(params["survey"] or {}).get("listing") or said.get("listing"))
     for folder in ("hosts", "listings", "logs"):
-        if not os.path.isdir("%s/%s" % (params["path"], folder)):
-            os.makedirs("%s/%s" % (params["path"], folder))
-    host = os.path.basename(params["host"])
-    entry = dict(records=records, error=error, version=(survey or {}).get("version", ""),
+        os.makedirs("%s/%s" % (params["path"], folder), exist_ok=True)
+    entry = dict(host=params["host"], records=records, error=error, version=said.get("version", ""),
                  checksums=said.get("checksums", {}))
-    report.write("%s/hosts/%s.json" % (params["path"], host), json.dumps(entry, indent=1))
-    listing = said.get("before") or said.get("listing")
-    if listing:
-        report.write("%s/listings/%s" % (params["path"], host), listing)
+    name = params["host"].replace("/", "%2F")
+    report.write("%s/hosts/%s.json" % (params["path"], name), json.dumps(entry, indent=1))
+    if said.get("inventory"):
+        report.write("%s/listings/%s" % (params["path"], name), said["inventory"])
     if said.get("map"):
         report.write(params["path"] + "/Map.txt", said["map"])
-    for name in ("result_lines", "log", "diagnostics", "listing"):
-        if said.get(name):
-            report.write("%s/logs/%s.%s" % (params["path"], host, name), said[name])
+    for kind in ("result_lines", "log", "diagnostics", "listing"):
+        if said.get(kind):
+            report.write("%s/logs/%s.%s" % (params["path"], name, kind), said[kind])
     bad = ["%s %s: %s" % (record["target"], record["state"], record["reason"])
            for record in records if record["state"] in report.BAD]
     waiting = any(record["state"] == "needs power cycle" for record in records)
@@ -120,7 +145,7 @@ def lint(params):
     with open(fleet, "wb") as target:
         for name in sorted(os.listdir(folder)):
             with open("%s/%s" % (folder, name), "rb") as source:
-                target.write(source.read())
+                target.write(source.read() + b"\n")
     images = ["-R", params["root"]] if params["root"] else ["-n"]
     try:
         process = subprocess.Popen([params["maplint"]] + images + [map_file, fleet], stdout=subprocess.PIPE,
@@ -136,7 +161,7 @@ def main():
     module = AnsibleModule(argument_spec=OPTIONS, supports_check_mode=True)
     if module.params["host"]:
         module.exit_json(changed=False, **keep(module.params))
-    outcome = report.render(module.params["path"], module.params["title"], lint(module.params))
+    outcome = report.render(module.params["path"], module.params["title"], lint(module.params), module.params["fleet"])
     module.exit_json(changed=False, counts=outcome["counts"])
 
 

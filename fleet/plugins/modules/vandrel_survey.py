@@ -50,6 +50,10 @@ listing:
   description: What the program printed.
   returned: always
   type: str
+inventory:
+  description: The same as an inventory of the rehearsal, which knows the drives that are in use.
+  returned: always
+  type: str
 drives:
   description: The drives, with C(use), the reasons for which each is in use.
   returned: always
@@ -80,7 +84,7 @@ from ansible_collections.vandrel.fleet.plugins.module_utils import machine
 def main():
     module = AnsibleModule(argument_spec=machine.ARGUMENTS, supports_check_mode=True,
                            required_together=[("rehearsal_listing", "rehearsal_dir")])
-    module.exit_json(changed=False, **machine.survey(machine.Machine(module.params)))
+    module.exit_json(changed=False, **machine.survey(machine.of(module)))
 
 
 if __name__ == "__main__":

@@ -64,7 +64,7 @@ options:
   grace:
     description: Seconds to wait for the drive at work after that.
     type: int
-    default: 600
+    default: 900
   job_dir:
     description: Where the run's output is kept on the host.
     type: path
@@ -81,10 +81,18 @@ records:
   returned: always
   type: list
   elements: dict
-before:
-  description: The first listing.
+inventory:
+  description: The first listing, as an inventory of the rehearsal, which knows the drives that are in use.
   returned: always
   type: str
+version:
+  description: The program's version.
+  returned: always
+  type: str
+checksums:
+  description: SHA-256 of map, images and lists by name.
+  returned: always
+  type: dict
 map:
   description: The text of the firmware map.
   returned: always
@@ -121,7 +129,7 @@ OPTIONS = dict(
     drained=dict(type="bool", default=False),
     checksums=dict(type="path"),
     time_limit=dict(type="int", default=14400),
-    grace=dict(type="int", default=600),
+    grace=dict(type="int", default=900),
     job_dir=dict(type="path", default="/var/lib/vandrel-fleet"),
 )
 
@@ -129,7 +137,7 @@ OPTIONS = dict(
 def main():
     module = AnsibleModule(argument_spec=dict(machine.ARGUMENTS, **OPTIONS), supports_check_mode=True,
                            required_together=[("rehearsal_listing", "rehearsal_dir")])
-    changed, report = machine.update(machine.Machine(module.params), dict(module.params, check=module.check_mode))
+    changed, report = machine.update(machine.of(module), dict(module.params, check=module.check_mode))
     module.exit_json(changed=changed, **report)
 
 
