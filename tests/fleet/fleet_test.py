@@ -19,8 +19,13 @@ ODD = 'sdb,0,1,ATA,"{{ 1/0 }} $(id), <b>",0001,-,-;'
 HOSTS = {
     "a-fine": ("", 0), "b-refuses": ("", 0), "c-cut-off": ("flash-seconds=6", 1), "d-fails": ("flash-fails=99", 0),
     "e-lies": ("flash-needs-power-cycle", 0), "f-hangs": ("flash-seconds=20", 1), "g-vanishes": ("gone-after=8", 0),
-    "h-mounted": ("in-use", 0),
+    "h-mounted": ("in-use", 0), "i-cycled": ("flash-needs-power-cycle", 0),
 }
+CYCLE = """
+- name: Power-cycle
+  ansible.builtin.command: >-
+    vandrel-rehearse --dir {{ vandrel_rehearsal_dir }} --power-cycle {{ vandrel_rehearsal_listing }} --list
+"""
 
 
 def free_port():
@@ -47,6 +52,7 @@ class Fleet(unittest.TestCase):
             cls.ports[name] = free_port()
             if name != "b-refuses":
                 cls.serve(name, pause)
+        (cls.dir / "cycle.yml").write_text(CYCLE)
         cls.write_inventory()
 
     @classmethod
@@ -70,20 +76,21 @@ class Fleet(unittest.TestCase):
             "vandrel_rehearsal_listing": f"{cls.dir}/{name}.list", "vandrel_rehearsal_dir": f"{cls.dir}/{name}.machine",
             "vandrel_job_dir": f"{cls.dir}/{name}.job", "vandrel_poll": 1, "vandrel_grace": 1,
             "vandrel_time_limit": 4 if name == "f-hangs" else 60} for name, port in cls.ports.items()}
+        hosts["i-cycled"]["vandrel_power_cycle_tasks"] = f"{cls.dir}/cycle.yml"
         (cls.dir / "inventory.json").write_text(json.dumps({"all": {"hosts": hosts}}))
 
     def play(self, name, *args, **variables):
         """Sets status and text; returns result.json's drives as {(host, target): row}."""
-        folder = self.dir / "reports"
+        folder = self.dir / ("rehearsed" if name == "rehearse" else "reports")
         shutil.rmtree(folder, ignore_errors=True)
         environment = os.environ | {
-            "ANSIBLE_COLLECTIONS_PATH": f"{self.dir}/collections", "HOME": str(self.dir), "ANSIBLE_NOCOLOR": "1",
+            "ANSIBLE_COLLECTIONS_PATH": f"{self.dir}/collections", "HOME": str(self.dir), "PWD": str(self.dir), "ANSIBLE_NOCOLOR": "1",
             "PATH": f"{BUILD}:{os.environ['PATH']}", "VANDREL_REHEARSAL_SLEEP": "0", "ANSIBLE_FORKS": "8",
             "ANSIBLE_PIPELINING": "1", "ANSIBLE_SSH_ARGS": "-o ControlMaster=auto -o ControlPersist=3",
             "ANSIBLE_SSH_CONTROL_PATH_DIR": f"{self.dir}/c"}
         run = subprocess.run(
             ["ansible-playbook", "-i", self.dir / "inventory.json", f"vandrel.fleet.{name}", *args, "-e",
-             json.dumps({"vandrel_reports": str(folder)} | variables)],
+             json.dumps({"vandrel_reports": f"{self.dir}/reports", "vandrel_rehearsal_reports": str(folder)} | variables)],
             env=environment, cwd=self.dir, stdin=subprocess.DEVNULL, capture_output=True, text=True, timeout=150)
         self.status, self.text = run.returncode, run.stdout + run.stderr
         if not (folder / "result.json").exists():
@@ -98,15 +105,19 @@ class Fleet(unittest.TestCase):
             shutil.rmtree(self.dir / f"{name}.job", ignore_errors=True)
 
     def cut_off(self, name):
-        """Kills the host's sessions once its flash has begun, not the daemon."""
+        """Ends the host's daemon and its sessions once its flash has begun, and lets it answer again after a while."""
         stop = time.time() + 60
         while time.time() < stop and not (self.dir / f"{name}.job/results").exists():
             time.sleep(0.1)
         time.sleep(1.5)
-        found = subprocess.run(["ps", "-o", "pid=", "--ppid", str(self.daemons[name].pid)], capture_output=True, text=True)
+        daemon = self.daemons[name].pid
+        found = subprocess.run(["ps", "-o", "pid=", "--ppid", str(daemon)], capture_output=True, text=True)
         self.cut = [int(pid) for pid in found.stdout.split()]
-        for pid in self.cut:
+        for pid in self.cut + [daemon]:
             os.kill(pid, 9)
+        self.daemons[name].wait()
+        time.sleep(3)
+        self.serve(name, HOSTS[name][1])
 
     def test_1_survey_and_check_change_nothing(self):
         self.forget()
@@ -118,6 +129,13 @@ class Fleet(unittest.TestCase):
         self.assertIn("{{ 1/0 }} $(id), &lt;b&gt;", page)
         self.assertNotIn("<b>", page)
         self.assertEqual([host["host"] for host in self.outcome["hosts"] if host["failed"]], ["b-refuses"])
+        # The inventory has hosts of these names: they must not be asked.
+        drives = self.play("rehearse", vandrel_serial="100%", vandrel_hosts="all",
+                           vandrel_rehearsal_faults={"i-cycled": {"sda,0,0": "flash-fails=9"}})
+        states = {host: row["state"] for (host, target), row in drives.items() if target == "sda,0,0"}
+        self.assertEqual(states, {name: "failed" if name == "i-cycled" else "skipped" if name == "h-mounted" else "updated"
+                                  for name in HOSTS if name != "b-refuses"}, self.text)
+        self.assertFalse(any((self.dir / f"{name}.job").exists() for name in HOSTS))
         drives = self.play("update", "--check", vandrel_serial="100%", vandrel_max_fail_percentage=100)
         self.assertEqual(drives["a-fine", "sda,0,0"]["state"], "planned", self.text)
         self.assertFalse(any((self.dir / f"{name}.job").exists() for name in HOSTS))
@@ -134,19 +152,19 @@ class Fleet(unittest.TestCase):
         self.assertNotEqual(self.status, 0)
         states = {host: row["state"] for (host, target), row in drives.items() if target == "sda,0,0"}
         self.assertEqual(states, {
-            "a-fine": "updated", "c-cut-off": "updated", "d-fails": "failed", "e-lies": "updated", "f-hangs": "failed",
-            "g-vanishes": "gone", "h-mounted": "skipped"}, self.text)
-        self.assertEqual(drives["e-lies", "sda,0,0"]["reason"], "after a power cycle")
+            "a-fine": "updated", "c-cut-off": "updated", "d-fails": "failed", "e-lies": "needs power cycle",
+            "f-hangs": "failed", "g-vanishes": "gone", "h-mounted": "skipped", "i-cycled": "updated"}, self.text)
+        self.assertEqual(drives["i-cycled", "sda,0,0"]["reason"], "after a power cycle")
         self.assertIn("download failed", drives["d-fails", "sda,0,0"]["reason"])
         self.assertEqual([host["host"] for host in self.outcome["hosts"] if host["failed"]],
                          ["b-refuses", "d-fails", "f-hangs", "g-vanishes"])
 
     def test_3_canary_stops_and_only_the_rest_is_done(self):
         self.forget()
-        hosts = "a-fine:d-fails:e-lies"
+        hosts = "a-fine:d-fails:i-cycled"
         self.play("update", vandrel_hosts=hosts)
         self.assertIn("NO MORE HOSTS LEFT", self.text)
-        self.assertFalse((self.dir / "e-lies.job").exists())
+        self.assertFalse((self.dir / "i-cycled.job").exists())
         (self.dir / "d-fails.list").write_text(f"{DISK}\n")
         self.play("update", vandrel_hosts=hosts)
         self.assertEqual(self.status, 0, self.text)
@@ -156,14 +174,14 @@ class Fleet(unittest.TestCase):
         self.assertNotRegex(self.text, r"changed=[1-9]")
         self.assertEqual(drives["d-fails", "sda,0,0"]["state"], "current")
 
-    def test_4_wrong_checksum_keeps_everything(self):
+    def test_4_distributed_tree_is_verified(self):
         self.forget()
-        tree = self.dir / "tree"
-        shutil.copytree(SOURCE / "examples/root", tree)
+        tree, there = self.dir / "tree", self.dir / "there"
+        shutil.copytree(SOURCE / "examples/root", tree, ignore=shutil.ignore_patterns("*.help", "wd", "ST[68]*", "ULL", "VERSION"))
         names = sorted(str(path.relative_to(tree)) for path in (tree / "Data").rglob("*") if path.is_file())
         sums = subprocess.run(["sha256sum", *names], cwd=tree, capture_output=True, text=True, check=True).stdout
         (tree / "SHA256SUMS").write_text(sums)
-        how = {"vandrel_hosts": "a-fine", "vandrel_root": str(tree), "vandrel_checksums": f"{tree}/SHA256SUMS"}
+        how = {"vandrel_hosts": "a-fine", "vandrel_distribute": True, "vandrel_tree": str(tree), "vandrel_root": str(there)}
         image = tree / "Data/seagate/ST4000NM0033-SN06.lod"
         good = image.read_bytes()
         image.write_bytes(good[:-1] + bytes([good[-1] ^ 1]))
@@ -172,6 +190,8 @@ class Fleet(unittest.TestCase):
         self.assertFalse((self.dir / "a-fine.job").exists())
         image.write_bytes(good)
         self.assertEqual(self.play("update", **how)["a-fine", "sda,0,0"]["state"], "updated", self.text)
+        self.play("update", **how)
+        self.assertRegex(self.text, r"a-fine +: ok=\d+ +changed=0")
 
 
 if __name__ == "__main__":
