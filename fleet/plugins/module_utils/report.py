@@ -57,7 +57,7 @@ def tree_findings(hosts):
     findings = []
     for path in sorted(set(path for tree in trees.values() for path in tree)):
         counts = collections.Counter(tree.get(path, "") for tree in trees.values())
-        usual = max(sorted(counts), key=lambda digest: counts[digest])
+        usual = max(sorted(counts), key=counts.get)
         for name in trees:
             digest = trees[name].get(path, "")
             if digest != usual:

@@ -71,7 +71,6 @@ counts:
 
 import json
 import os
-import subprocess
 
 from ansible.module_utils.basic import AnsibleModule
 from ansible_collections.vandrel.fleet.plugins.module_utils import report
@@ -136,7 +135,7 @@ def keep(params):
     return dict(trouble="; ".join(([error] if error else []) + bad), power_cycle=waiting)
 
 
-def lint(params):
+def lint(module, params):
     """What vandrel-maplint says of the map and all listings together."""
     map_file, folder = params["path"] + "/Map.txt", params["path"] + "/listings"
     if not os.path.isfile(map_file) or not os.path.isdir(folder):
@@ -148,20 +147,20 @@ def lint(params):
                 target.write(source.read() + b"\n")
     images = ["-R", params["root"]] if params["root"] else ["-n"]
     try:
-        process = subprocess.Popen([params["maplint"]] + images + [map_file, fleet], stdout=subprocess.PIPE,
-                                   stderr=subprocess.STDOUT)
+        said = module.run_command([params["maplint"]] + images + [map_file, fleet], handle_exceptions=False)
     except OSError as error:
         return "%s: %s" % (params["maplint"], error.strerror)
-    lines = process.communicate()[0].decode("utf-8", "replace").splitlines()
     # A line for every drive of the fleet is in the table already; what is left are findings and the summary.
-    return "\n".join(line for line in lines if not line.endswith(": no line matches") and " brings " not in line)
+    return "\n".join(line for line in (said[1] + said[2]).splitlines()
+                     if not line.endswith(": no line matches") and " brings " not in line)
 
 
 def main():
     module = AnsibleModule(argument_spec=OPTIONS, supports_check_mode=True)
     if module.params["host"]:
         module.exit_json(changed=False, **keep(module.params))
-    outcome = report.render(module.params["path"], module.params["title"], lint(module.params), module.params["fleet"])
+    outcome = report.render(module.params["path"], module.params["title"], lint(module, module.params),
+                            module.params["fleet"])
     module.exit_json(changed=False, counts=outcome["counts"])
 
 
