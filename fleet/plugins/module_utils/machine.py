@@ -243,11 +243,12 @@ def told_by_log(log):
 
 
 def last_words(part):
-    """The end of what the tool said of a drive. After each failed attempt the log repeats the command."""
+    """The end of what the tool said of a drive, each line once: there are several attempts. After each of them the log
+    repeats the command."""
     lines = []
     for line in part.splitlines()[1:]:
-        if line.strip() and not line.startswith("Command ") and line.strip() not in lines[-1:]:
-            lines.append(line.strip())
+        if line.strip() and not line.startswith("Command "):
+            lines = [other for other in lines[-20:] if other != line.strip()] + [line.strip()]
     return " | ".join(lines[-3:])[-600:] or ("no flashing tool for it" if part.startswith("No command") else
                                              "nothing in the log")
 

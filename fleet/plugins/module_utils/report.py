@@ -8,6 +8,7 @@ import csv
 import io
 import json
 import os
+import tempfile
 
 from html import escape
 
@@ -145,10 +146,11 @@ def as_html(outcome, title):
 
 
 def write(path, text):
-    """Whole or not at all."""
-    with open(path + ".new", "wb") as file:
+    """Whole or not at all. Several hosts of a batch may write the same file."""
+    with tempfile.NamedTemporaryFile(dir=os.path.dirname(path), prefix=".", delete=False) as file:
         file.write(text.encode("utf-8", "backslashreplace"))
-    os.rename(path + ".new", path)
+    os.chmod(file.name, 0o644)
+    os.rename(file.name, path)
 
 
 def render(folder, title, lint, fleet):
