@@ -9,6 +9,7 @@ import io
 import json
 import os
 import tempfile
+import time
 
 from html import escape
 
@@ -17,10 +18,12 @@ STATES = ("failed", "gone", "unreachable", "needs power cycle", "skipped", "plan
 BAD = ("failed", "gone")
 TROUBLE = BAD + ("needs power cycle",)
 COLUMNS = ("host", "target", "state", "reason", "vendor", "model", "before", "wanted", "after", "image")
-STYLE = """body{font:14px/1.4 system-ui,sans-serif;margin:2em;color:#222}table{border-collapse:collapse;margin:1em 0}
-td,th{border:1px solid #ccc;padding:.25em .6em;text-align:left;vertical-align:top}th{background:#eee}
-.failed,.gone,.unreachable{background:#fbd5d5}.needs-power-cycle{background:#fdebc8}.skipped,.planned{background:#fff8d8}
-.updated{background:#d9f2dc}summary{font-size:1.3em;cursor:pointer;margin:1em 0}.n{text-align:right}pre{background:#f6f6f6;padding:1em;overflow:auto}"""
+STYLE = """body{font:14px/1.4 system-ui,sans-serif;margin:2em;color:#222}h1{margin-bottom:0}h2{margin:1.5em 0 .3em}
+table{border-collapse:collapse}td,th{border:1px solid #ccc;padding:.25em .6em;text-align:left;vertical-align:top}
+td{white-space:nowrap}td.long{white-space:normal;min-width:14em}td.number{text-align:right}th,td[rowspan]{background:#eee}
+.failed,.gone{background:#fbd5d5}.needs-power-cycle{background:#fdebc8}.skipped,.planned{background:#fff8d8}
+.updated{background:#d9f2dc}summary{font-size:1.3em;cursor:pointer;margin:1em 0}
+pre{background:#f6f6f6;padding:1em;overflow:auto}"""
 
 
 def survey_records(drives):
@@ -96,51 +99,73 @@ def as_csv(outcome):
     return text.getvalue()
 
 
-def table(heads, rows, classes=None):
+def cell(value, rows=0):
+    kind = " class=number" if isinstance(value, int) else " class=long" if len(value) > 40 else ""
+    return "<td%s%s>%s</td>" % (kind, " rowspan=%d" % rows if rows else "", escape(str(value)))
+
+
+def table(heads, rows):
+    """Rows are pairs of a class, which is a state or empty, and the cells."""
     if not rows:
         return "<p>none</p>"
     lines = ["<table><tr>" + "".join("<th>%s</th>" % escape(head) for head in heads) + "</tr>"]
-    for number, row in enumerate(rows):
-        kind = classes[number].replace(" ", "-") if classes else ""
-        cells = ("<td%s>%s</td>" % (" class=n" if isinstance(cell, int) else "", escape(str(cell))) for cell in row)
-        lines.append('<tr class="%s">%s</tr>' % (kind, "".join(cells)))
+    lines += ['<tr class="%s">%s</tr>' % (kind.replace(" ", "-"), "".join(cells)) for kind, cells in rows]
     return "\n".join(lines) + "</table>"
 
 
 def matrix(drives):
-    """Rows of model, revision, drives before, drives after."""
-    cells = {}
+    """Models by revisions: how many drives run each before and after."""
+    models = {}
     for row in drives:
         for column, revision in ((0, row["before"]), (1, row["after"])):
-            cells.setdefault((row["model"], revision or "(gone)"), [0, 0])[column] += 1
-    return [key + tuple(cells[key]) for key in sorted(cells)]
+            known = models.setdefault(row["model"], {})
+            known.setdefault((not revision, revision), [0, 0])[column] += 1  # those that are gone stand last
+    rows = []
+    for model in sorted(models):
+        for number, ((is_gone, revision), counts) in enumerate(sorted(models[model].items())):
+            first = [cell(model, len(models[model]))] if not number else []
+            kind = "gone" if is_gone else "updated" if counts[1] > counts[0] else ""
+            rows.append((kind, first + [cell(revision or "(gone)"), cell(counts[0]), cell(counts[1])]))
+    return table(("Model", "Revision", "Before", "After"), rows)
 
 
-def host_table(hosts):
-    rows = [(host["host"], host["drives"], host["error"]) for host in hosts]
-    return table(("Host", "Drives", "Error"), rows, ["failed" if host["failed"] else "" for host in hosts])
+def host_table(hosts, drives):
+    states = {}
+    for row in drives:
+        states.setdefault(row["host"], collections.Counter())[row["state"]] += 1
+    rows = []
+    for host in hosts:
+        counts = states.get(host["host"], {})
+        said = ", ".join("%d %s" % (counts[state], state) for state in STATES if state in counts)
+        kind = "failed" if host["failed"] else "" if host["reached"] else "planned"
+        version = host["version"].split("\n")[0]
+        rows.append((kind, [cell(host["host"]), cell(said if host["reached"] else "not reached yet"),
+                            cell(host["error"]), cell(version)]))
+    return table(("Host", "Drives", "Error", "Version"), rows)
 
 
 def drive_table(drives):
-    rows = [[row[column] for column in COLUMNS] for row in drives]
-    return table([column.capitalize() for column in COLUMNS], rows, [row["state"] for row in drives])
+    rows = [(row["state"], [cell(row[column]) for column in COLUMNS]) for row in drives]
+    return table([column.capitalize() for column in COLUMNS], rows)
 
 
 def as_html(outcome, title):
     counts = [(state, outcome["counts"][state]) for state in STATES if outcome["counts"][state]]
     hosts, drives = outcome["hosts"], outcome["drives"]
     trouble = sum(row["state"] in TROUBLE for row in drives)  # they stand first
+    failed = [host for host in hosts if host["failed"]]
+    waiting = sum(not host["reached"] for host in hosts)
     parts = ["<!DOCTYPE html><html lang=en><meta charset=utf-8><title>%s</title><style>%s</style>" % (title, STYLE),
-             "<h1>%s</h1><p>%d hosts, %d drives, %d hosts failed</p>" % (
-                 title, len(hosts), len(outcome["drives"]), sum(host["failed"] for host in hosts)),
-             table(("State", "Drives"), counts, [state for state, unused in counts]),
+             "<h1>%s</h1><p>%d hosts, %d failed, %d not reached yet; %d drives; %s</p>" % (
+                 title, len(hosts), len(failed), waiting, len(drives), time.strftime("%Y-%m-%d %H:%M %Z")),
+             table(("State", "Drives"), [(state, [cell(state), cell(count)]) for state, count in counts
+                                         if state != "unreachable"]),
+             "<h2>Hosts that failed</h2>", host_table(failed, drives),
              "<h2>Drives in trouble</h2>", drive_table(drives[:trouble]),
-             "<h2>Hosts that failed</h2>", host_table([host for host in hosts if host["failed"]]),
-             "<h2>Models and revisions</h2>",
-             table(("Model", "Revision", "Before", "After"), matrix(outcome["drives"])),
-             "<h2>Map</h2><pre>%s</pre>" % escape(outcome["lint"] or "no findings")]
+             "<h2>Models and revisions</h2>", matrix(drives),
+             "<h2>Map and trees</h2><pre>%s</pre>" % escape(outcome["lint"] or "not checked")]
     # What is well is there for who looks for it: five hundred hosts must not hide the one that failed.
-    for heading, content in (("All hosts", host_table(hosts)), ("All drives", drive_table(drives))):
+    for heading, content in (("All hosts", host_table(hosts, drives)), ("All drives", drive_table(drives))):
         parts.append("<details><summary>%s</summary>%s</details>" % (heading, content))
     return "\n".join(parts) + "</html>\n"
 
