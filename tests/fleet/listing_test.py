@@ -1,4 +1,4 @@
-"""The listing's grammar where drives have odd texts, and the map's where it labels a drive as current."""
+"""What is worked out from texts: the listing and the map, a run's log, cells of a table."""
 import pathlib
 import sys
 import types
@@ -11,7 +11,7 @@ for name, path in (("ansible_collections", ""), ("ansible_collections.vandrel", 
                    ("ansible_collections.vandrel.fleet.plugins.module_utils", SOURCE / "plugins/module_utils")):
     module = sys.modules.setdefault(name, types.ModuleType(name))
     module.__path__ = [str(path)] if path else []
-from ansible_collections.vandrel.fleet.plugins.module_utils import listing, machine  # noqa: E402
+from ansible_collections.vandrel.fleet.plugins.module_utils import listing, machine, report  # noqa: E402
 
 PARAMS = {"targets": [], "allow_in_use": [], "drained": False}
 
@@ -45,6 +45,22 @@ class Listing(unittest.TestCase):
         self.assertFalse(chosen(behind, allow_in_use=["0,8,0"]))
         self.assertTrue(chosen(behind, drained=True))
         self.assertFalse(chosen(disk, targets=["sdb,0,1"]))
+
+    def test_log_tells_what_became_of_each(self):
+        records = [{"target": f"sd{name},0,{slot}", "model": "M", "wanted": "2"} for slot, name in enumerate("abcdef")]
+        drives = [listing.parse_drive(f'sd{name},0,{slot},A,"{model}",{revision},-,-;') for name, slot, model, revision in (
+            ("a", 0, "M", 2), ("z", 1, "M", 2), ("c", 2, "N", 2), ("d", 3, "M", 1), ("e", 4, "M", 1), ("f", 5, "M", 1))]
+        log = "Now executing: x\n" * 3 + 'No command\nNow executing: e\nold\nCommand "x" failed\nwhy\nold\nwhy\n'
+        machine.judge_all(records, drives, log, {}, True)
+        self.assertEqual([record["state"] for record in records], ["updated"] * 2 + ["gone"] + ["failed"] * 3)
+        self.assertRegex(records[3]["reason"], "no flashing tool")
+        self.assertRegex(records[4]["reason"], "still be writing")
+        self.assertRegex(records[5]["reason"], "not attempted")
+        self.assertEqual(machine.last_words(machine.told_by_log(log)[4]), "old | why")
+
+    def test_cells_are_no_formulas(self):
+        for text, cell in (("=1", "'=1"), ("\t@x", "' @x"), ("a\r\n=b", "a  =b"), ("M-1", "M-1")):
+            self.assertEqual(report.csv_cell(text), cell)
 
 
 if __name__ == "__main__":

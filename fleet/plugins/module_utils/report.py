@@ -8,6 +8,7 @@ import csv
 import io
 import json
 import os
+import re
 import tempfile
 import time
 
@@ -89,13 +90,18 @@ def result(hosts, lint):
     return dict(format=1, counts=counts, hosts=entries, drives=rows, lint=lint)
 
 
+def csv_cell(text):
+    """One line, and no formula to a spreadsheet: result.json has the very texts."""
+    line = re.sub(r"[\x00-\x1f\x7f]", " ", text)
+    return "'" + line if line.lstrip()[:1] in tuple("=+-@") else line
+
+
 def as_csv(outcome):
     text = io.StringIO()
     writer = csv.writer(text, lineterminator="\n")
     writer.writerow(COLUMNS)
     for row in outcome["drives"]:
-        # A cell that begins like a formula is one to a spreadsheet.
-        writer.writerow(["'" + row[name] if row[name][:1] in tuple("=+-@\t") else row[name] for name in COLUMNS])
+        writer.writerow([csv_cell(row[name]) for name in COLUMNS])
     return text.getvalue()
 
 
