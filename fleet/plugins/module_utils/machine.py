@@ -239,7 +239,8 @@ def flash(machine, targets, params, lock):
 
 def told_by_log(log):
     """What the log tells of each drive that was begun, in their order: it has one such line for each."""
-    return re.split(r"(?m)^(?=Now executing: |No command$)", log)[1:]
+    starts = [match.start() for match in re.finditer(r"(?m)^(?:Now executing: |No command$)", log)]
+    return [log[start:end] for start, end in zip(starts, starts[1:] + [len(log)])]
 
 
 def last_words(part):
