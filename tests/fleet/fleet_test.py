@@ -18,7 +18,7 @@ ODD = 'sdb,0,1,ATA,"{{ 1/0 }} $(id), <b>",0001,-,-;'
 # Words of each host's first drive, and whether pauses are really waited for.
 HOSTS = {
     "a-fine": ("", 0), "b-refuses": ("", 0), "c-cut-off": ("flash-seconds=6", 1), "d-fails": ("flash-fails=99", 0),
-    "e-lies": ("flash-needs-power-cycle", 0), "f-hangs": ("flash-seconds=20", 1), "g-vanishes": ("gone-after=8", 0),
+    "e-lies": ("flash-needs-power-cycle", 0), "f-hangs": ("flash-seconds=40", 1), "g-vanishes": ("gone-after=8", 0),
     "h-mounted": ("in-use", 0), "i-cycled": ("flash-needs-power-cycle", 0),
 }
 CYCLE = """
@@ -135,6 +135,7 @@ class Fleet(unittest.TestCase):
         states = {host: row["state"] for (host, target), row in drives.items() if target == "sda,0,0"}
         self.assertEqual(states, {name: "failed" if name == "i-cycled" else "skipped" if name == "h-mounted" else "updated"
                                   for name in HOSTS if name != "b-refuses"}, self.text)
+        self.assertNotIn("b-refuses", self.text)
         self.assertFalse(any((self.dir / f"{name}.job").exists() for name in HOSTS))
         drives = self.play("update", "--check", vandrel_serial="100%", vandrel_max_fail_percentage=100)
         self.assertEqual(drives["a-fine", "sda,0,0"]["state"], "planned", self.text)
@@ -158,6 +159,8 @@ class Fleet(unittest.TestCase):
         self.assertIn("download failed", drives["d-fails", "sda,0,0"]["reason"])
         self.assertEqual([host["host"] for host in self.outcome["hosts"] if host["failed"]],
                          ["b-refuses", "d-fails", "f-hangs", "g-vanishes"])
+        self.play("update", vandrel_hosts="f-hangs")
+        self.assertIn("an earlier job is still at work", self.text)
 
     def test_3_canary_stops_and_only_the_rest_is_done(self):
         self.forget()
