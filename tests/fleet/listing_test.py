@@ -1,6 +1,7 @@
-"""What is worked out from texts: the listing and the map, a run's log, cells of a table."""
+"""What is worked out from texts: the listing and the map, who uses a disk, a run's log, cells of a table."""
 import pathlib
 import sys
+import tempfile
 import types
 import unittest
 
@@ -11,7 +12,7 @@ for name, path in (("ansible_collections", ""), ("ansible_collections.vandrel", 
                    ("ansible_collections.vandrel.fleet.plugins.module_utils", SOURCE / "plugins/module_utils")):
     module = sys.modules.setdefault(name, types.ModuleType(name))
     module.__path__ = [str(path)] if path else []
-from ansible_collections.vandrel.fleet.plugins.module_utils import listing, machine, report  # noqa: E402
+from ansible_collections.vandrel.fleet.plugins.module_utils import kernel, listing, machine, report  # noqa: E402
 
 PARAMS = {"targets": [], "allow_in_use": [], "drained": False}
 
@@ -57,6 +58,24 @@ class Listing(unittest.TestCase):
         self.assertRegex(records[4]["reason"], "still be writing")
         self.assertRegex(records[5]["reason"], "not attempted")
         self.assertEqual(machine.last_words(machine.told_by_log(log)[4]), "old | why")
+
+    def test_use(self):
+        files = {f"sys/block/sd{name}/dev": f"8:{number}" for number, name in enumerate("abcdefg")} | {
+            "sys/block/sda/sda1/dev": "8:21", "sys/block/sdb/sdb12/dev": "8:22", "sys/block/sdc/sdc1/dev": "8:23",
+            "sys/block/sdd/holders/dm-0/dm/uuid": "LVM-x\n", "sys/block/sdd/holders/dm-0/dm/name": "vg-root\n",
+            "sys/block/sde/sde1/dev": "8:24", "sys/block/sde/sde1/holders/md7/md/level": "raid1",
+            "sys/block/sdf/holders/dm-1/dm/name": "plain", "dev/sdg": "",
+            "proc/self/mountinfo": "1 2 8:21 / /srv\\040x rw - ext4 /dev/root rw\n1 2 0:40 / /b rw shared:1 - btrfs /dev/sdb12 rw\n",
+            "proc/swaps": "Filename Type Size\n/dev/sdc1 partition 1 0 -2\n"}
+        with tempfile.TemporaryDirectory() as root:
+            for name, text in files.items():
+                path = pathlib.Path(root, name)
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text(text)
+            for disk, use in (("sda", "mounted on /srv x"), ("sdb", "mounted on /b"), ("sdc", "swap on /dev/sdc1"),
+                              ("sdd", "held by vg-root (LVM)"), ("sde", "held by md7 (md)"), ("sdf", "held by plain (dm)"),
+                              ("sdg", ""), ("sdh", "its block device is unknown")):
+                self.assertEqual("; ".join(kernel.disk_use(root, disk)), use, disk)
 
     def test_cells_are_no_formulas(self):
         for text, cell in (("=1", "'=1"), ("\t@x", "' @x"), ("a\r\n=b", "a  =b"), ("M-1", "M-1")):
