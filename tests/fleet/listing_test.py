@@ -65,7 +65,8 @@ class Listing(unittest.TestCase):
             "sys/block/sdd/holders/dm-0/dm/uuid": "LVM-x\n", "sys/block/sdd/holders/dm-0/dm/name": "vg-root\n",
             "sys/block/sde/sde1/dev": "8:24", "sys/block/sde/sde1/holders/md7/md/level": "raid1",
             "sys/block/sdf/holders/dm-1/dm/name": "plain", "dev/sdg": "",
-            "proc/self/mountinfo": "1 2 8:21 / /srv\\040x rw - ext4 /dev/root rw\n1 2 0:40 / /b rw shared:1 - btrfs /dev/sdb12 rw\n",
+            "proc/self/mountinfo": "1 2 8:21 / /srv\\040x rw - ext4 /dev/root rw\n"
+                                   "1 2 0:40 / /b rw shared:1 - btrfs /dev/sdb12 rw\n",
             "proc/swaps": "Filename Type Size\n/dev/sdc1 partition 1 0 -2\n"}
         with tempfile.TemporaryDirectory() as root:
             for name, text in files.items():
