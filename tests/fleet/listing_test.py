@@ -48,8 +48,8 @@ class Listing(unittest.TestCase):
         self.assertFalse(chosen(disk, targets=["sdb,0,1"]))
 
     def test_log_tells_what_became_of_each(self):
-        records = [{"target": f"sd{name},0,{slot}", "model": "M", "wanted": "2"} for slot, name in enumerate("abcdef")]
-        drives = [listing.parse_drive(f'sd{name},0,{slot},A,"{model}",{revision},-,-;') for name, slot, model, revision in (
+        records = [{"id": "", "chosen": True, "target": f"sd{name},0,{slot}", "model": "M", "wanted": "2"} for slot, name in enumerate("abcdef")]
+        drives = [dict(id="", **listing.parse_drive(f'sd{name},0,{slot},A,"{model}",{revision},-,-;')) for name, slot, model, revision in (
             ("a", 0, "M", 2), ("z", 1, "M", 2), ("c", 2, "N", 2), ("d", 3, "M", 1), ("e", 4, "M", 1), ("f", 5, "M", 1))]
         log = "Now executing: x\n" * 3 + 'No command\nNow executing: e\nold\nCommand "x" failed\nwhy\nold\nwhy\n'
         machine.judge_all(records, drives, log, {}, True)
@@ -58,6 +58,33 @@ class Listing(unittest.TestCase):
         self.assertRegex(records[4]["reason"], "still be writing")
         self.assertRegex(records[5]["reason"], "not attempted")
         self.assertEqual(machine.last_words(machine.told_by_log(log)[4]), "old | why")
+
+    def test_names_move(self):
+        drives = [dict(listing.parse_drive(f'sd{name},0,{slot},A,"M",{slot},-,-;'), id=wwid)
+                  for name, slot, wwid in (("a", 0, "2"), ("b", 1, "1"), ("c", 2, ""), ("d", 3, "4"), ("e", 4, "4"))]
+        for name, slot, wwid, found in (("a", 0, "1", "sdb"), ("b", 1, "2", "sda"), ("c", 2, "3", "sdc"),
+                                        ("d", 3, "5", None), ("x", 1, "", "sdb"), ("e", 4, "4", "sde")):
+            record = {"target": f"sd{name},0,{slot}", "id": wwid, "model": "M"}
+            self.assertEqual((listing.find(drives, record) or {}).get("adapter"), found, record)
+
+    def test_what_keeps_a_host_from_flashing(self):
+        disks = [dict(listing.parse_drive(f'sd{name},0,{slot},A,"M",1,2,i;'), id=wwid, use=list(use))
+                 for name, slot, wwid, use in (("a", 0, "x", []), ("b", 1, "x", ["swap"]), ("c", 2, "y", []), ("d", 2, "z", []))]
+        machine.share_uses(disks)
+        self.assertEqual([disk["use"] for disk in disks], [
+            ["swap of sdb"], ["swap", "the same drive as sda"], [], []])
+        for rules, reached in (("# ^M$ . - -\n", []), ("^M$ . - -\n", ["sda,0,0", "sdb,0,1"])):
+            host = types.SimpleNamespace(text=lambda *unused, text=rules: text)
+            self.assertEqual(machine.moves_heads_in_use(host, disks, PARAMS), reached)
+        with tempfile.TemporaryDirectory() as folder:
+            tree = pathlib.Path(folder, "tree")
+            for name in ("tree/Data/Map.txt", "tree/Data/i", "tree/sbin/fw_download", "evil"):
+                path = pathlib.Path(folder, name)
+                path.parent.mkdir(parents=True, exist_ok=True)
+                path.write_text("x")
+            sums = "".join(f"{machine.file_sum(path)}  {path.relative_to(tree)}\n" for path in tree.rglob("Data/*"))
+            wrong = machine.verify_sums(str(tree), sums, machine.tree_sums(str(tree)), "^M$ . 2 ../../evil\n^M$ . 2 i\n")
+            self.assertEqual(wrong, ["Data/../../evil: has no checksum", "sbin/fw_download: has no checksum"])
 
     def test_use(self):
         files = {f"sys/block/sd{name}/dev": f"8:{number}" for number, name in enumerate("abcdefg")} | {

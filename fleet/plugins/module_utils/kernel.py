@@ -109,6 +109,11 @@ def ask(disk, command, size):
     return b"" if failed else data.raw
 
 
+def drive_id(root, disk):
+    """The drive's world-wide name or what else it is known by on each of its paths; empty where the kernel has none."""
+    return read("%s/sys/block/%s/device/wwid" % (root, disk)).strip()
+
+
 def inquiry_revision(disk):
     """The product revision level (SPC, standard INQUIRY bytes 32 to 35) as the drive tells it now: the kernel keeps the
     one of its first look. Empty when it can't be asked."""

@@ -50,6 +50,35 @@ def is_controller(drive):
     return drive["adapter"].isdigit()
 
 
+def find(drives, record):
+    """The record's drive in a later listing, or None. One that left the machine and came back may have another name, and
+    names may have moved with a new start."""
+    same = [drive for drive in drives if record["id"] and drive["id"] == record["id"]]
+    if same:
+        return ([drive for drive in same if drive["target"] == record["target"]] or same)[0]
+    here = [drive for drive in drives if drive["target"] == record["target"]] or [
+        drive for drive in drives if drive["target"].split(",")[1:] == record["target"].split(",")[1:]
+        and not is_controller(drive) and record["target"].startswith("sd")]
+    found = here[0] if len(here) == 1 and here[0]["model"] == record["model"] else None
+    return None if found and record["id"] and found["id"] else found
+
+
+def look_again(records, drives, when):
+    """What a later listing says of drives to which nothing was done."""
+    for record in records:
+        drive = find(drives, record)
+        record["after"] = drive["revision"] if drive else ""
+        if drive is None:
+            record.update(state="gone", reason="is no longer listed " + when)
+
+
+def rules(map_text):
+    for line in map_text.split("\n"):
+        fields = None if line.lstrip().startswith("#") else map_fields(line)
+        if fields:
+            yield fields
+
+
 def map_fields(line):
     """The four fields of a map line, whose closing quote opens the next field; None for what is no rule."""
     fields, at = [], 0
@@ -74,9 +103,8 @@ def map_fields(line):
 def is_current(drive, map_text):
     """Whether a rule for this model has the drive's revision as its new one. A label for the report: what is flashed
     is decided by vandrel alone."""
-    for line in map_text.split("\n"):
-        fields = None if line.lstrip().startswith("#") else map_fields(line)
-        if not fields or fields[2] != drive["revision"]:
+    for fields in rules(map_text):
+        if fields[2] != drive["revision"]:
             continue
         pattern = re.sub(r"\[:(\w+):\]", lambda match: CLASSES.get(match.group(1), ""), fields[0])
         try:

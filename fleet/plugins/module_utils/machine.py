@@ -22,9 +22,12 @@ ARGUMENTS = dict(
     rehearsal_words=dict(type="dict", default={}),
     rehearsal_power_cycle=dict(type="bool", default=False),
 )
+SEARCHED = ("sbin", "bin", "lib", "lib64", "usr", "root/bin")
 WRITTEN_BY_RUNS = ("Vandrel.log", "Vandrel.log~", "Vandrel.stderr")
 LOG = "/tmp/Vandrel.log"  # below the tree
 KEPT = 1 << 20  # of a log
+STILL_WRITING = "its tool may still be writing"
+LISTING_LIMIT = 300  # seconds
 
 
 class Machine(object):
@@ -64,13 +67,18 @@ class Machine(object):
             file.write("\n".join(lines).encode("utf-8", "surrogateescape"))
 
     def run(self, *arguments):
-        """(exit status, standard output, error stream). What can't be started has status 127."""
+        """(exit status, standard output, error stream). What can't be started has status 127; what a drive that does
+        not answer keeps from ending has 124."""
         try:
             process = subprocess.Popen(self.command + list(arguments), stdin=subprocess.DEVNULL,
                                        stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         except OSError as error:
             return 127, "", "%s: %s" % (self.command[0], error.strerror)
-        out, err = process.communicate()
+        try:
+            out, err = process.communicate(timeout=LISTING_LIMIT)
+        except subprocess.TimeoutExpired:
+            process.kill()  # it only looks
+            return 124, "", "no end within %d s: a drive does not answer" % LISTING_LIMIT
         return process.returncode, out.decode("utf-8", "replace"), err.decode("utf-8", "replace")
 
     def text(self, path, limit=KEPT):
@@ -105,9 +113,11 @@ def file_sum(path):
 
 
 def tree_sums(tree):
-    """{name below the tree: SHA-256} of map, images and whatever else lies in Data, but not what runs write there."""
+    """{name below the tree: SHA-256} of map, images and whatever else lies in Data, but not what runs write there, and of
+    the programs and libraries of a tree of its own: they come before the system's."""
     sums = {}
-    for folder, unused, files in os.walk(tree + "/Data", followlinks=True):
+    folders = [tree + "/Data"] + [os.path.join(tree, name) for name in SEARCHED if tree]
+    for folder, unused, files in (entry for top in folders for entry in os.walk(top, followlinks=True)):
         for name in files:
             path = os.path.join(folder, name)
             if name not in WRITTEN_BY_RUNS and os.path.isfile(path):
@@ -115,22 +125,25 @@ def tree_sums(tree):
     return sums
 
 
-def verify_sums(tree, text):
-    """What is wrong with the tree by the lines of its SHA256SUMS: files that are missing, that differ, or below Data
-    and not listed. Empty when all is well."""
+def verify_sums(tree, text, sums, map_text):
+    """What is wrong with the tree, whose files have the given sums, by the lines of its SHA256SUMS: files that are
+    missing, that differ, or that are not listed, the map's images among them. Empty when all is well."""
     wanted = {}
     for line in text.splitlines():
         digest, blank, name = line.partition(" ")
         if name:
             wanted[os.path.normpath(name[1:])] = digest
-    sums = tree_sums(tree)
     wrong = []
     for name in sorted(wanted):
         path = os.path.join(tree or "/", name)
         actual = sums.get(name) or (file_sum(path) if os.path.isfile(path) else None)
         if actual != wanted[name].lower():
             wrong.append(name + (": the checksum differs" if actual else ": is missing"))
-    return wrong + [name + ": has no checksum" for name in sorted(sums) if name not in wanted]
+    listed = set(os.path.realpath(os.path.join(tree or "/", name)) for name in wanted)
+    images = set(os.path.join("Data", fields[3]) for fields in listing.rules(map_text) if fields[3] != "-")
+    return wrong + [name + ": has no checksum" for name in sorted(images.union(sums))
+                    if os.path.lexists(os.path.join(tree or "/", name))
+                    and os.path.realpath(os.path.join(tree or "/", name)) not in listed]
 
 
 def list_drives(machine):
@@ -149,10 +162,24 @@ def list_drives(machine):
         if direct and not machine.rehearsed and not drive["vendor"].startswith("ATA"):
             drive["revision"] = kernel.inquiry_revision(drive["adapter"]) or drive["revision"]
         drive["use"] = kernel.disk_use(machine.system, drive["adapter"]) if direct else []
+        drive["id"] = kernel.drive_id(machine.system, drive["adapter"]) if direct else ""
         if drive["image"] and drive["revision"] == drive["new_revision"]:
             drive["image"] = ""  # offered for the revision that the kernel remembers
         drive["label"] = "current" if listing.is_current(drive, map_text) else "no image"
+    share_uses([drive for drive in drives if not listing.is_controller(drive)])
     return drives, out, ""
+
+
+def share_uses(disks):
+    """Several paths to one drive, or logical units of one, are used when one of them is; of paths only one is flashed."""
+    own = dict((disk["target"], list(disk["use"])) for disk in disks)
+    for number, disk in enumerate(disks):
+        for other in disks[:number] + disks[number + 1:]:
+            is_path = disk["id"] and disk["id"] == other["id"]
+            if is_path or (disk["host"], disk["slot"]) == (other["host"], other["slot"]):
+                disk["use"] += ["%s of %s" % (use, other["adapter"]) for use in own[other["target"]]]
+            if is_path and other in disks[:number]:
+                disk["use"].append("the same drive as " + other["adapter"])
 
 
 def as_inventory(text, drives):
@@ -167,11 +194,13 @@ def as_inventory(text, drives):
 
 
 def survey(machine):
-    """Everything that is to be known of the host before anything is done to it."""
+    """Everything that is to be known of the host before anything is done to it. Drives come last: what is said of their
+    use ages."""
+    checksums = {} if machine.tree_is_made_up else tree_sums(machine.tree)
+    version = machine.run("-V", "-V")[2].strip()  # it goes to the error stream
     drives, text, error = list_drives(machine)
-    version = machine.run("-V", "-V")[2].strip() if not error else ""  # it goes to the error stream
-    return dict(drives=drives, listing=text, inventory=as_inventory(text, drives), error=error, version=version,
-                checksums={} if machine.tree_is_made_up else tree_sums(machine.tree), map=machine.map_text())
+    return dict(drives=drives, listing=text, inventory=as_inventory(text, drives), error=error,
+                version="" if error else version, checksums=checksums, map=machine.map_text())
 
 
 def skip_reason(drive, params):
@@ -187,19 +216,52 @@ def skip_reason(drive, params):
     return ""
 
 
-def plan(drives, params):
-    """A record for each drive: what it was, the state it has if nothing is flashed, and whether it is to be flashed."""
+def plan(drives, params, pending):
+    """A record for each drive: what it was, the state it has if nothing is flashed, and whether it is to be flashed.
+    Drives in `pending` were flashed since the machine was started."""
     records = []
     for drive in drives:
-        record = dict((name, drive[name]) for name in ("target", "vendor", "model", "image"))
+        record = dict((name, drive[name]) for name in ("target", "vendor", "model", "image", "id"))
         record.update(before=drive["revision"], wanted=drive["new_revision"], after=drive["revision"], chosen=False,
                       state=drive["label"], reason="")
         if drive["image"]:
             record["reason"] = skip_reason(drive, params)
             record["chosen"] = not record["reason"]
             record["state"] = "planned" if record["chosen"] else "skipped"
+            if record["chosen"] and identity(record) in pending:
+                record.update(chosen=False, state="needs power cycle", reason="was flashed since the machine was started")
         records.append(record)
     return records
+
+
+def identity(record):
+    return "|".join((record["id"] or record["target"], record["model"], record["wanted"], record["before"]))
+
+
+class Pending(object):
+    """The drives that were flashed and wait for a power cycle. A new start of the machine may have been one."""
+
+    def __init__(self, machine, folder):
+        self.path = os.path.join(folder, "pending")
+        self.boot = kernel.read(machine.system + "/proc/sys/kernel/random/boot_id").strip()
+        lines = kernel.read(self.path).splitlines()
+        self.drives = set(lines[1:]) if self.boot and lines[:1] == [self.boot] else set()
+
+    def add(self, records):
+        self.drives.update(identity(record) for record in records if record["state"] == "needs power cycle")
+        if self.drives:
+            with open(self.path, "wb") as file:
+                file.write("\n".join([self.boot] + sorted(self.drives)).encode("utf-8", "replace"))
+
+
+def moves_heads_in_use(machine, drives, params):
+    """A run unloads and loads the heads of all drives as soon as Data/ULL has a rule. Which drives in use that would
+    reach."""
+    if not any(True for unused in listing.rules(machine.text("/Data/ULL", 1 << 24))):
+        return []
+    return [drive["target"] for drive in drives
+            if drive["use"] and drive["target"] not in params["allow_in_use"]
+            or listing.is_controller(drive) and not params["drained"]]
 
 
 def take_lock(folder):
@@ -254,21 +316,13 @@ def last_words(part):
                                              "nothing in the log")
 
 
-def find(drives, record):
-    """The record's drive in a later listing, or None. One that left the machine and came back may have another name."""
-    here = [drive for drive in drives if drive["target"] == record["target"]] or [
-        drive for drive in drives if drive["target"].split(",")[1:] == record["target"].split(",")[1:]
-        and not listing.is_controller(drive) and record["target"].startswith("sd")]
-    return here[0] if len(here) == 1 and here[0]["model"] == record["model"] else None
-
-
 def judge(record, now, part, result, running):
     """The state of a drive that was to be flashed: `now` as freshly listed, `part` what the log tells of it, None when
     it was not begun, `running` when its tool may be at work still. The fresh listing has the last word, not the result
     line."""
     record["after"] = now["revision"] if now else ""
     if running:
-        record.update(state="failed", reason="no end within the time limit; its tool may still be writing")
+        record.update(state="failed", reason="no end within the time limit; " + STILL_WRITING)
     elif now is None:
         record.update(state="gone", reason="is no longer listed; " + last_words(part or ""))
     elif now["revision"] == record["wanted"]:
@@ -281,11 +335,14 @@ def judge(record, now, part, result, running):
         record.update(state="failed", reason=last_words(part))
 
 
-def judge_all(chosen, drives, log, results, running):
-    parts = told_by_log(log)
+def judge_all(records, drives, log, results, running):
+    """Of drives that were not to be flashed, too: one may have left the machine meanwhile."""
+    parts, chosen = told_by_log(log), [record for record in records if record["chosen"]]
+    listing.look_again([record for record in records if not record["chosen"]], drives, "after the run")
     for number, record in enumerate(chosen):
         part = parts[number] if number < len(parts) else None
-        judge(record, find(drives, record), part, results.get(record["target"]),
+        done = part and re.search(r"(?m)^Firmware update of drive \d+ of \d+ successful", part)
+        judge(record, listing.find(drives, record), part, results.get(record["target"], "SUCCESS" if done else ""),
               running and number == max(len(parts) - 1, 0))
 
 
@@ -295,27 +352,48 @@ def keep_back(chosen, reason):
 
 
 def update(machine, params):
-    """Lists, chooses, flashes, lists again: (what changed, report of the host)."""
-    report = survey(machine)
-    report.update(records=plan(report.pop("drives"), params), log="", diagnostics="", result_lines="")
-    if not report["error"] and params["checksums"]:
-        sums = kernel.read(params["checksums"])
-        wrong = verify_sums(params["root"].rstrip("/"), sums) if sums.strip() else [
-            params["checksums"] + ": is missing or empty"]
-        report["error"] = "; ".join(wrong[:10])
+    """Lists, chooses, flashes, lists again: (what changed, report of the host). A job at work elsewhere is left alone,
+    its drives too."""
+    lock = None if params["check"] else take_lock(params["job_dir"])
+    if not lock and not params["check"]:
+        return False, dict(records=[], error="an earlier job is still at work on this host")
+    try:
+        return update_locked(machine, params, lock)
+    finally:
+        if lock:
+            lock.close()
+
+
+def update_locked(machine, params, lock):
+    report, pending = survey(machine), Pending(machine, params["job_dir"])
+    drives = report.pop("drives")
+    report.update(records=plan(drives, params, pending.drives), log="", diagnostics="", result_lines="")
     chosen = [record for record in report["records"] if record["chosen"]]
+    report["error"] = report["error"] or refusal(machine, params, report, drives, chosen)
     if report["error"]:
         keep_back(chosen, report["error"])
         return False, report
     if not chosen or params["check"]:
         return bool(chosen), report
-    lock = take_lock(params["job_dir"])
-    if not lock:
-        report["error"] = "an earlier job is still at work on this host"
-        keep_back(chosen, report["error"])
-        return False, report
-    with lock:
-        return flash_chosen(machine, params, chosen, report, lock), report
+    changed = flash_chosen(machine, params, chosen, report, lock)
+    pending.add(chosen)
+    return changed, report
+
+
+def refusal(machine, params, report, drives, chosen):
+    """Why nothing is to be flashed on this host; empty when all is well."""
+    unknown = set(params["targets"] + params["allow_in_use"]) - set(drive["target"] for drive in drives)
+    if unknown:
+        return "no such drive: " + " ".join(sorted(unknown))
+    if params["checksums"]:
+        sums, tree = kernel.read(params["checksums"]), params["root"].rstrip("/")
+        known = report["checksums"] or tree_sums(tree)
+        wrong = verify_sums(tree, sums, known, report["map"]) if sums.strip() else [
+            params["checksums"] + ": is missing or empty"]
+        if wrong:
+            return "; ".join(wrong[:10])
+    reached = moves_heads_in_use(machine, drives, params) if chosen else []
+    return "Data/ULL has a rule, and a run moves the heads of drives in use: " + " ".join(reached) if reached else ""
 
 
 def flash_chosen(machine, params, chosen, report, lock):
@@ -338,5 +416,5 @@ def flash_chosen(machine, params, chosen, report, lock):
         for record in chosen:
             record.update(state="failed", after="", reason="the drives can't be listed after the run: " + error)
     else:
-        judge_all(chosen, drives, log, results, status is None)
+        judge_all(report["records"], drives, log, results, status is None)
     return bool(begun)

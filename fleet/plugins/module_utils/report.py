@@ -14,6 +14,8 @@ import time
 
 from html import escape
 
+from ansible_collections.vandrel.fleet.plugins.module_utils import listing
+
 # Trouble first: the order of the report.
 STATES = ("failed", "gone", "unreachable", "needs power cycle", "skipped", "planned", "no image", "updated", "current")
 BAD = ("failed", "gone")
@@ -41,19 +43,13 @@ def survey_records(drives):
 
 def verify(records, drives):
     """After a power cycle: what waited for it is updated now, or failed."""
-    found = dict((drive["target"], drive) for drive in drives)
-    for record in records:
-        drive = found.get(record["target"])
-        if record["state"] != "needs power cycle":
-            continue
-        if drive is None or drive["model"] != record["model"]:
-            record.update(state="gone", after="", reason="is no longer listed after the power cycle")
-            continue
-        record["after"] = drive["revision"]
-        if drive["revision"] == record["wanted"]:
+    waiting = [record for record in records if record["state"] in ("needs power cycle", "gone")]
+    listing.look_again(records, drives, "after the power cycle")
+    for record in waiting:
+        if record["after"] == record["wanted"]:
             record.update(state="updated", reason="after a power cycle")
-        else:
-            record.update(state="failed", reason="runs %s after a power cycle, too" % drive["revision"])
+        elif record["after"]:
+            record.update(state="failed", reason="runs %s after a power cycle, too" % record["after"])
 
 
 def tree_findings(hosts):
