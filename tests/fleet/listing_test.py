@@ -12,7 +12,7 @@ for name, path in (("ansible_collections", ""), ("ansible_collections.vandrel", 
                    ("ansible_collections.vandrel.fleet.plugins.module_utils", SOURCE / "plugins/module_utils")):
     module = sys.modules.setdefault(name, types.ModuleType(name))
     module.__path__ = [str(path)] if path else []
-from ansible_collections.vandrel.fleet.plugins.module_utils import kernel, listing, machine, report  # noqa: E402
+from ansible_collections.vandrel.fleet.plugins.module_utils import checksums, job, kernel, listing, machine, report  # noqa: E402
 
 PARAMS = {"targets": [], "allow_in_use": [], "drained": False}
 
@@ -37,7 +37,7 @@ class Listing(unittest.TestCase):
 
     def test_choice(self):
         def chosen(line, use=(), **params):
-            return not machine.skip_reason(dict(listing.parse_drive(line), use=list(use)), dict(PARAMS, **params))
+            return not job.skip_reason(dict(listing.parse_drive(line), use=list(use)), dict(PARAMS, **params))
         disk, behind = 'sda,0,0,ATA,"M",1,2,"i";', '0,8,0,ATA,"M",1,2,"i";'
         self.assertTrue(chosen(disk))
         self.assertFalse(chosen(disk, ["swap"]))
@@ -52,12 +52,12 @@ class Listing(unittest.TestCase):
         drives = [dict(id="", **listing.parse_drive(f'sd{name},0,{slot},A,"{model}",{revision},-,-;')) for name, slot, model, revision in (
             ("a", 0, "M", 2), ("z", 1, "M", 2), ("c", 2, "N", 2), ("d", 3, "M", 1), ("e", 4, "M", 1), ("f", 5, "M", 1))]
         log = "Now executing: x\n" * 3 + 'No command\nNow executing: e\nold\nCommand "x" failed\nwhy\nold\nwhy\n'
-        machine.judge_all(records, drives, log, {}, True)
+        job.judge_all(records, drives, log, {}, True)
         self.assertEqual([record["state"] for record in records], ["updated"] * 2 + ["gone"] + ["failed"] * 3)
         self.assertRegex(records[3]["reason"], "no flashing tool")
         self.assertRegex(records[4]["reason"], "still be writing")
         self.assertRegex(records[5]["reason"], "not attempted")
-        self.assertEqual(machine.last_words(machine.told_by_log(log)[4]), "old | why")
+        self.assertEqual(job.last_words(job.told_by_log(log)[4]), "old | why")
 
     def test_names_move(self):
         drives = [dict(listing.parse_drive(f'sd{name},0,{slot},A,"M",{slot},-,-;'), id=wwid)
@@ -75,15 +75,15 @@ class Listing(unittest.TestCase):
             ["swap of sdb"], ["swap", "the same drive as sda"], [], []])
         for rules, reached in (("# ^M$ . - -\n", []), ("^M$ . - -\n", ["sda,0,0", "sdb,0,1"])):
             host = types.SimpleNamespace(text=lambda *unused, text=rules: text)
-            self.assertEqual(machine.moves_heads_in_use(host, disks, PARAMS), reached)
+            self.assertEqual(job.moves_heads_in_use(host, disks, PARAMS), reached)
         with tempfile.TemporaryDirectory() as folder:
             tree = pathlib.Path(folder, "tree")
             for name in ("tree/Data/Map.txt", "tree/Data/i", "tree/sbin/fw_download", "evil"):
                 path = pathlib.Path(folder, name)
                 path.parent.mkdir(parents=True, exist_ok=True)
                 path.write_text("x")
-            sums = "".join(f"{machine.file_sum(path)}  {path.relative_to(tree)}\n" for path in tree.rglob("Data/*"))
-            wrong = machine.verify_sums(str(tree), sums, machine.tree_sums(str(tree)), "^M$ . 2 ../../evil\n^M$ . 2 i\n")
+            sums = "".join(f"{checksums.file_sum(path)}  {path.relative_to(tree)}\n" for path in tree.rglob("Data/*"))
+            wrong = checksums.verify_sums(str(tree), sums, checksums.tree_sums(str(tree)), "^M$ . 2 ../../evil\n^M$ . 2 i\n")
             self.assertEqual(wrong, ["Data/../../evil: has no checksum", "sbin/fw_download: has no checksum"])
 
     def test_use(self):

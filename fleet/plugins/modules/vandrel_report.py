@@ -73,7 +73,7 @@ import json
 import os
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.vandrel.fleet.plugins.module_utils import machine, report
+from ansible_collections.vandrel.fleet.plugins.module_utils import job, report
 
 OPTIONS = dict(
     path=dict(type="path", required=True),
@@ -132,7 +132,7 @@ def keep(params):
     bad = ["%s %s: %s" % (record["target"], record["state"], record["reason"])
            for record in records if record["state"] in report.BAD]
     waiting = any(record["state"] == "needs power cycle" for record in records) and not any(
-        record["reason"].endswith(machine.STILL_WRITING) for record in records)
+        record["reason"].endswith(job.STILL_WRITING) for record in records)
     return dict(trouble="; ".join(([error] if error else []) + bad), power_cycle=waiting)
 
 

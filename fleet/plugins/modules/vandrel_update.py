@@ -120,7 +120,7 @@ error:
 """
 
 from ansible.module_utils.basic import AnsibleModule
-from ansible_collections.vandrel.fleet.plugins.module_utils import machine
+from ansible_collections.vandrel.fleet.plugins.module_utils import job, machine
 
 
 OPTIONS = dict(
@@ -137,7 +137,7 @@ OPTIONS = dict(
 def main():
     module = AnsibleModule(argument_spec=dict(machine.ARGUMENTS, **OPTIONS), supports_check_mode=True,
                            required_together=[("rehearsal_listing", "rehearsal_dir")])
-    changed, report = machine.update(machine.of(module), dict(module.params, check=module.check_mode))
+    changed, report = job.update(machine.of(module), dict(module.params, check=module.check_mode))
     module.exit_json(changed=changed, **report)
 
 
