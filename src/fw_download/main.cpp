@@ -96,8 +96,9 @@ static exit_status flash(const console &con, const options &o, const disk &where
 {
     node n = {.fd = open_node(where.node.c_str()), .wants_details = con.debug >= 2};
     if (n.fd.get() == -1) {
-        complain(con, "%s: %s: nothing was sent", where.node.c_str(), strerror(errno));
-        return errno == EBUSY ? exit_in_use : exit_failed;
+        const int reason = errno;
+        complain(con, "%s: %s: nothing was sent", where.node.c_str(), strerror(reason));
+        return reason == EBUSY ? exit_in_use : exit_failed;
     }
     if (!is_still_there(o, where)) return complain(con, "the drive was exchanged meanwhile"), exit_no_disk;
     const drive d = {.way = &node_wire, .handle = &n, .con = con};

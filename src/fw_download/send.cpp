@@ -84,11 +84,9 @@ static ending try_attempt(const drive &d, const attempt &a, std::span<const uint
     c.timeout_s = closing_seconds;
     const outcome o = deliver(d, c, INT64_MAX);
     if (o.is_taken()) return ending::taken;
-    complain(d.con,
-             "activation, after all %zu segments were taken: %s: %s; the drive may have stored the image and "
-             "run it "
-             "after the next power cycle",
-             total, layer_name(o.where), o.text.c_str());
+    constexpr char later[] = "the drive may have stored the image and run it after the next power cycle";
+    complain(d.con, "activation, after all %zu segments were taken: %s: %s; %s", total, layer_name(o.where),
+             o.text.c_str(), later);
     return ending::failed;
 }
 
